@@ -1,0 +1,13 @@
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR ppc)
+set(CMAKE_CXX_COMPILER powerpc-linux-gnu-g++)
+set(CMAKE_C_COMPILER powerpc-linux-gnu-gcc)
+set(CMAKE_FIND_ROOT_PATH /usr/powerpc-linux-gnu)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+execute_process(COMMAND "${CMAKE_CURRENT_LIST_DIR}/../scripts/powerpc-emulator"
+    OUTPUT_VARIABLE emulator OUTPUT_STRIP_TRAILING_WHITESPACE)
+if(emulator)
+    set(CMAKE_CROSSCOMPILING_EMULATOR "${emulator};-L;/usr/powerpc-linux-gnu")
+endif()
