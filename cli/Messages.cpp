@@ -1,0 +1,28 @@
+#include "cli/Messages.h"
+
+#include <unistd.h>
+
+#include <iostream>
+#include <mutex>
+
+namespace {
+
+std::mutex lock;
+std::string shownStatus;
+
+constexpr const char* eraseLine = "\r\033[K";
+
+}  // namespace
+
+void Messages::status(const std::string& text) const {
+    if (verbosity_ == Verbosity::quiet || isatty(STDERR_FILENO) == 0) return;
+    const std::lock_guard guard(lock);
+    if (text != shownStatus) std::cerr << eraseLine + text;
+    shownStatus = text;
+}
+
+void Messages::print(const std::string& text) {
+    const std::lock_guard guard(lock);
+    const std::string line = "polar: " + text + "\n";
+    std::cerr << (shownStatus.empty() ? line : eraseLine + line + shownStatus);
+}

@@ -1,0 +1,54 @@
+#include "cli/SequenceName.h"
+
+#include <algorithm>
+#include <regex>
+#include <system_error>
+
+#include "cli/takeNumber.h"
+
+std::optional<SequenceName> SequenceName::parse(const std::filesystem::path& path) {
+    static const std::regex place("(%(0([1-9]))?d|#+)");
+    const std::string name = path.filename();
+    std::smatch found;
+    for (std::sregex_iterator it(name.begin(), name.end(), place), end; it != end; ++it)
+        found = *it;
+    if (found.empty() || found.length() > 9) return {};
+    SequenceName sequence;
+    sequence.folder_ = path.parent_path();
+    sequence.before_ = name.substr(0, static_cast<std::size_t>(found.position()));
+    sequence.after_ = name.substr(static_cast<std::size_t>(found.position() + found.length()));
+    const bool isPercent = name[static_cast<std::size_t>(found.position())] == '%';
+    sequence.width_ = isPercent ? (found[3].matched ? std::stoi(found[3]) : 1)
+                                : (found.length() == 1 ? 4 : static_cast<int>(found.length()));
+    return sequence;
+}
+
+std::filesystem::path SequenceName::at(int frame) const {
+    std::string number = std::to_string(frame);
+    number.insert(
+        0, static_cast<std::size_t>(std::max(0, width_ - static_cast<int>(number.size()))), '0');
+    return folder_ / (before_ + number + after_);
+}
+
+std::optional<int> SequenceName::frameOf(std::string_view fileName) const {
+    if (fileName.size() <= before_.size() + after_.size() || !fileName.starts_with(before_) ||
+        !fileName.ends_with(after_))
+        return {};
+    std::string_view number = fileName;
+    number.remove_prefix(before_.size());
+    number.remove_suffix(after_.size());
+    const auto frame = takeNumber(number);
+    // The other spellings of a number, such as more zeros, are other files.
+    if (!frame || at(*frame).filename() != fileName) return {};
+    return frame;
+}
+
+FrameRange SequenceName::framesOnDisk() const {
+    FrameRange frames;
+    std::error_code error;  // of a folder that is not there, which holds no frames
+    const auto folder = folder_.empty() ? std::filesystem::path(".") : folder_;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error))
+        if (const auto frame = frameOf(entry.path().filename().string())) frames.push_back(*frame);
+    std::sort(frames.begin(), frames.end());
+    return frames;
+}

@@ -1,0 +1,94 @@
+#include "cli/conversion.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <type_traits>
+
+#include "pixels/QzBuffer.h"
+
+namespace {
+
+// What stands for 1.0 in a sample, and in a component of a pixel.
+template <class Sample>
+constexpr double sampleUnit = std::is_integral_v<Sample> ? std::numeric_limits<Sample>::max() : 1.0;
+template <class Pixel>
+constexpr double pixelUnit = std::is_integral_v<typename Pixel::Component> ? Pixel::maxValue : 1.0;
+
+template <class Value>
+Value quantize(double value, double unit) {
+    if constexpr (std::is_floating_point_v<Value>) {
+        return static_cast<Value>(value);
+    } else {
+        const double scaled = value * unit;
+        if (!(scaled > 0)) return 0;  // what is not a number, too
+        return static_cast<Value>(std::lround(std::min(scaled, unit)));
+    }
+}
+
+// What straight colour is multiplied by at alpha `a`; never 0 for a picture with alpha.
+double colourFactor(Alpha alpha, double a) {
+    if (alpha == Alpha::straight) return 1;
+    if (alpha == Alpha::overBlack) return a;
+    if (a == 0) return 1;
+    return alpha == Alpha::associatedInLight ? std::pow(a, 1 / 2.2) : a;
+}
+
+template <class Pixel, class Sample>
+void toPixel(const Sample* in, const Channels& channels, Alpha alpha, Pixel& out) {
+    const auto read = [in](int place) { return in[place] / sampleUnit<Sample>; };
+    const double a = channels.alpha < 0 ? 1.0 : read(channels.alpha);
+    const double divisor = colourFactor(alpha, a);
+    const auto write = [](double value) {
+        return quantize<typename Pixel::Component>(value, pixelUnit<Pixel>);
+    };
+    out.store({write(read(channels.r) / divisor), write(read(channels.g) / divisor),
+               write(read(channels.b) / divisor), write(a)});
+}
+
+// Returns the place after the samples written.
+template <class Pixel, class Sample>
+Sample* fromPixel(const Pixel& in, Alpha alpha, Sample* out) {
+    const auto pixel = in.load();
+    const double a = pixel.a / pixelUnit<Pixel>;
+    const double factor = colourFactor(alpha, a);
+    for (const auto component : {pixel.r, pixel.g, pixel.b})
+        *out++ = quantize<Sample>(component / pixelUnit<Pixel> * factor, sampleUnit<Sample>);
+    if (alpha != Alpha::overBlack) *out++ = quantize<Sample>(a, sampleUnit<Sample>);
+    return out;
+}
+
+}  // namespace
+
+void samplesToBitmap(const Samples& samples, const Channels& channels, Alpha alpha,
+                     const Rectangle& data, QzBitmap& bitmap, const Rectangle& picture) {
+    const Rectangle both = intersection(data, picture);
+    const auto convert = [&]<class Buffer>(const auto* first) {
+        const Buffer buffer(bitmap);
+        for (QzLong row = both.y; row < both.y + both.height; ++row) {
+            const auto before =
+                std::ptrdiff_t{row - data.y} * data.width + std::ptrdiff_t{both.x - data.x};
+            const auto* in = first + before * channels.count;
+            for (QzLong column = both.x; column < both.x + both.width;
+                 ++column, in += channels.count)
+                toPixel(in, channels, alpha, *buffer.at(buffer.index(column, row)));
+        }
+    };
+    visitFormat(bitmap.bitmapType, [&]<class Buffer>() {
+        std::visit([&](const auto& in) { convert.template operator()<Buffer>(in.data()); },
+                   samples);
+    });
+}
+
+void bitmapToSamples(const QzBitmap& bitmap, const Rectangle& region, Alpha alpha,
+                     Samples& samples) {
+    const auto convert = [&]<class Buffer>(auto* out) {
+        const Buffer buffer(bitmap);
+        for (QzLong row = region.y; row < region.y + region.height; ++row)
+            for (QzLong column = region.x; column < region.x + region.width; ++column)
+                out = fromPixel(*buffer.at(buffer.index(column, row)), alpha, out);
+    };
+    visitFormat(bitmap.bitmapType, [&]<class Buffer>() {
+        std::visit([&](auto& out) { convert.template operator()<Buffer>(out.data()); }, samples);
+    });
+}

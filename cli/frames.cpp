@@ -1,0 +1,68 @@
+#include "cli/frames.h"
+
+#include <algorithm>
+#include <set>
+
+#include "cli/Messages.h"
+#include "cli/SequenceName.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool isFolderName(const fs::path& path) { return !path.empty() && !path.has_filename(); }
+
+std::optional<SequenceName> sequenceOf(const fs::path& path) {
+    std::error_code error;  // of a path that cannot be looked at, which is no file
+    return fs::is_regular_file(path, error) ? std::nullopt : SequenceName::parse(path);
+}
+
+FrameRange framesOf(const SequenceName& sequence, const fs::path& input,
+                    const std::optional<FrameRange>& range) {
+    FrameRange frames = range ? *range : sequence.framesOnDisk();
+    const auto exists = [&](int frame) {
+        std::error_code error;
+        return fs::exists(sequence.at(frame), error);
+    };
+    if (std::none_of(frames.begin(), frames.end(), exists))
+        throw FileError(input, "no frame matches; the first would be " +
+                                   sequence.at(frames.empty() ? 1 : frames.front()).string());
+    return frames;
+}
+
+void refuseRepeatedOutputs(const std::vector<Frame>& frames) {
+    std::set<fs::path> known;
+    for (const Frame& frame : frames)
+        if (!known.insert(frame.output).second)
+            throw UsageError(frame.output.string() + " would be written twice");
+}
+
+}  // namespace
+
+std::vector<Frame> listFrames(const std::vector<fs::path>& inputs, const fs::path& output,
+                              const std::optional<FrameRange>& range) {
+    const bool toFolder = isFolderName(output);
+    if (inputs.size() > 1 && !toFolder)
+        throw UsageError("several inputs need an output folder; " + output.string() +
+                         " does not end in '/'");
+    std::vector<Frame> frames;
+    const auto add = [&](const fs::path& from, const fs::path& to) {
+        frames.push_back({from, toFolder ? output / from.filename() : to});
+    };
+    for (const fs::path& input : inputs) {
+        const auto from = sequenceOf(input);
+        const auto to = SequenceName::parse(output);
+        if (!from) {
+            if (range)
+                throw UsageError("--frames needs a name like shot.%04d.exr; not " + input.string());
+            add(input, output);
+            continue;
+        }
+        if (!to && !toFolder)
+            throw UsageError(output.string() + " has no place for the frame number, such as %04d");
+        for (const int frame : framesOf(*from, input, range))
+            add(from->at(frame), to ? to->at(frame) : output);
+    }
+    refuseRepeatedOutputs(frames);
+    return frames;
+}

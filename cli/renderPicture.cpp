@@ -1,0 +1,107 @@
+#include "cli/renderPicture.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <new>
+#include <system_error>
+
+namespace {
+
+class Stopwatch {
+  public:
+    // Seconds since the last lap.
+    double lap() {
+        const auto now = std::chrono::steady_clock::now();
+        const std::chrono::duration<double> time = now - last_;
+        last_ = now;
+        return time.count();
+    }
+
+  private:
+    std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
+};
+
+std::string inMilliseconds(double seconds) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f ms", seconds * 1000);
+    return text;
+}
+
+// The rectangle asked for with `option`, or the whole of the picture.
+Rectangle within(const Rectangle& picture, const std::optional<Rectangle>& asked,
+                 const char* option, const std::filesystem::path& file) {
+    const Rectangle rectangle = asked.value_or(picture);
+    if (!contains(picture, rectangle))
+        throw FileError(file, std::string(option) + " " + toText(rectangle) +
+                                  " lies outside the picture " + toText(picture));
+    return rectangle;
+}
+
+void refuseOwnInput(const std::filesystem::path& input, const std::filesystem::path& output) {
+    std::error_code error;  // of files that are not there, which are not the same
+    if (std::filesystem::equivalent(input, output, error))
+        throw FileError(output, "is the input; --overwrite replaces it");
+}
+
+std::string describe(const PictureReader& reader, QzBitmapType format) {
+    const auto* const name =
+        std::find_if(std::begin(formatNames), std::end(formatNames),
+                     [=](const auto& known) { return known.second == format; });
+    return std::string(reader.spec().format.c_str()) + " components, " +
+           (reader.channels().alpha < 0           ? "no alpha"
+            : reader.alpha() == Alpha::associated ? "associated alpha"
+                                                  : "straight alpha") +
+           ", rendered as " + name->first;
+}
+
+FrameTimes render(const PluginModule& module, const std::filesystem::path& input,
+                  const std::filesystem::path& output, const FrameSettings& settings,
+                  PictureReader& reader, const Messages& messages) {
+    const Rectangle picture = reader.picture();
+    const Rectangle source = within(picture, settings.source, "--source", input);
+    const Rectangle region = within(picture, settings.region, "--region", input);
+    const QzBitmapType format = settings.format.value_or(reader.format());
+    const bool nearest = settings.sampling == Sampling::nearest;
+    messages.detail(input, toText(picture) + ", " + describe(reader, format));
+    messages.detail(input, "source " + toText(source) + ", region " + toText(region) + ", " +
+                               (nearest ? "nearest" : "bilinear"));
+
+    PictureWriter writer(output);
+    Stopwatch stopwatch;
+    FrameTimes times;
+    Bitmap in = makeBitmap(picture.width, picture.height, format);
+    samplesToBitmap(reader.read(), reader.channels(), reader.alpha(), reader.data(), *in, picture);
+    times.read = stopwatch.lap();
+
+    const Bitmap out = makeBitmap(picture.width, picture.height, format);
+    FilterInstance instance(module, settings.filter);
+    instance.render(*in, *out, source, region, settings.sampling);
+    instance.close();
+    in.reset();  // its memory serves to write
+    times.render = stopwatch.lap();
+
+    writer.write(*out, region, reader, settings.file, messages);
+    times.write = stopwatch.lap();
+    messages.detail(output, "read in " + inMilliseconds(times.read) + ", rendered in " +
+                                inMilliseconds(times.render) + ", written in " +
+                                inMilliseconds(times.write));
+    return times;
+}
+
+}  // namespace
+
+FrameTimes renderPicture(const PluginModule& module, const std::filesystem::path& input,
+                         const std::filesystem::path& output, const FrameSettings& settings,
+                         const Messages& messages) {
+    if (!settings.overwrite) refuseOwnInput(input, output);
+    std::string size;
+    try {
+        PictureReader reader(input, settings.layer, messages);
+        size = " for " + std::to_string(reader.picture().width) + "x" +
+               std::to_string(reader.picture().height);
+        return render(module, input, output, settings, reader, messages);
+    } catch (const std::bad_alloc&) {
+        throw FileError(input, "not enough memory" + size);
+    }
+}
