@@ -1,0 +1,112 @@
+// A host for tests: instances of the module, and bitmaps that no access may leave.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "host/Parameters.h"
+#include "host/VexFilterInstance.h"
+#include "pixels/QzBuffer.h"
+#include "tests/TestQzLib.h"
+
+using QzRect = QzRectT<QzLong>;
+
+// Ends the test unless `holds`.
+inline void require(bool holds, const std::string& what) {
+    if (!holds) throw std::logic_error("not so: " + what);
+}
+
+// An exported function of the module under test. Each test program says where it comes from.
+void* moduleSymbol(const char* name);
+template <class Function>
+Function exported(const char* name) {
+    return reinterpret_cast<Function>(moduleSymbol(name));
+}
+
+// The bytes of a record.
+template <class Record>
+std::vector<unsigned char> bytesOf(const Record& record) {
+    std::vector<unsigned char> bytes(sizeof record);
+    std::memcpy(bytes.data(), &record, sizeof record);
+    return bytes;
+}
+
+// Memory with an unmapped page before and after it; it touches the first or, `atEnd`, the second.
+class GuardedMemory {
+  public:
+    explicit GuardedMemory(std::size_t bytes, bool atEnd);
+    ~GuardedMemory();
+    GuardedMemory(const GuardedMemory&) = delete;
+    GuardedMemory& operator=(const GuardedMemory&) = delete;
+
+    unsigned char* begin() const { return begin_; }
+    unsigned char* end() const { return begin_ + bytes_; }
+
+  private:
+    std::size_t bytes_, mapped_;
+    unsigned char* map_;
+    unsigned char* begin_;
+};
+
+// A bitmap that holds the pixels of `place`, first `fill` in every byte, and no other; its rows are
+// `padding` further pixels apart. It holds nothing where `place` is empty.
+template <class Buffer>
+struct TestBitmap {
+    using Pixel = typename Buffer::Pixel;
+
+    explicit TestBitmap(const QzRect& place, QzLong padding = 0, bool atEnd = true)
+        : memory(bytes(place, padding), atEnd) {
+        std::memset(memory.begin(), 0xA5, static_cast<std::size_t>(memory.end() - memory.begin()));
+        record.rowLength = std::clamp<QzLong>(place.width, 0, 4096) + padding;
+        record.bitmapType = Buffer::bitmapType;
+        const std::int64_t before = std::int64_t{place.y} * record.rowLength + place.x;
+        record.pixels =
+            reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(memory.begin()) -
+                                    static_cast<std::uintptr_t>(before) * sizeof(Pixel));
+    }
+
+    Pixel& at(std::int64_t column, std::int64_t row) {
+        const Buffer view(record);
+        return *view.at(view.index(column, row));
+    }
+    bool operator==(const TestBitmap& other) const {
+        return std::equal(memory.begin(), memory.end(), other.memory.begin(), other.memory.end());
+    }
+
+    QzBitmap record{};
+    GuardedMemory memory;
+
+  private:
+    static std::size_t bytes(const QzRect& place, QzLong padding) {
+        if (place.width <= 0 || place.height <= 0) return 0;
+        return sizeof(Pixel) *
+               static_cast<std::size_t>((place.width + padding) * (place.height - 1) + place.width);
+    }
+};
+
+// One filter instance of the module, with a fresh log of the support library. Every byte of its
+// record that a host leaves alone holds `fill`.
+struct TestInstance {
+    explicit TestInstance(QzLong filterIndex, unsigned char fill = 0x5A,
+                          VexHandler entryPoint = exported<VexHandler>("ENTRYPOINT1"));
+    TestInstance(const TestInstance&) = delete;
+    TestInstance& operator=(const TestInstance&) = delete;
+
+    QzLong entry(QzULong selector) { return entryPoint(&record, selector); }
+    QzLong execute(QzULong selector) { return record.ExecuteHandler(&record, selector); }
+    // Setup and prepare.
+    void prepare(QzBitmap& input, QzBitmap& output, const QzRect& source, const QzRect& region,
+                 QzLong sampling);
+    // All of a life with one apply, which must succeed.
+    void render(QzBitmap& input, QzBitmap& output, const QzRect& source, const QzRect& region,
+                QzLong sampling);
+
+    VexHandler entryPoint;
+    VexFilterInstance record;
+    FilterInfo services;
+    TestQzLib& qzlib = TestQzLib::instance();
+};

@@ -1,0 +1,34 @@
+// A support library for tests: keeps a log, fails and throws on demand.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "host/QzLib.h"
+
+struct TestQzLib {
+    struct Call {
+        std::string function;
+        const void* block;  // handed out or given back
+        QzULong size = 0;   // bytes asked for
+        QzULong flags = 0;
+
+        bool operator==(const Call&) const = default;
+    };
+    struct Fault : std::runtime_error {
+        using std::runtime_error::runtime_error;
+    };
+
+    // Numbered from 0 in the order they come, requests and returns together.
+    std::vector<Call> calls;
+    std::set<std::size_t> failing;
+    std::set<std::size_t> throwing;
+    std::map<const void*, std::unique_ptr<unsigned char[]>> held;  // blocks not given back
+
+    // Each thread has its own.
+    static TestQzLib& instance();
+};

@@ -1,0 +1,597 @@
+// Runs the built `polar` as a user does, on pictures made here.
+
+#include <OpenImageIO/imageio.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using OIIO::TypeDesc;
+
+struct Outcome {
+    int status;
+    std::string out, err;
+};
+
+struct Loaded {
+    OIIO::ImageSpec spec;
+    std::vector<float> samples;
+
+    std::vector<float> pixel(int x, int y) const {
+        const auto first = samples.begin() + (y * spec.width + x) * spec.nchannels;
+        return {first, first + spec.nchannels};
+    }
+    std::vector<float> rgba(int x, int y) const {
+        std::vector<float> values = pixel(x, y);
+        values.resize(4, 1);
+        return values;
+    }
+};
+
+// A folder for the pictures and one for the streams, both gone after the test.
+class Cli : public testing::Test {
+  protected:
+    Cli() {
+        std::string name = (fs::temp_directory_path() / "polar_cli_XXXXXX").string();
+        root = mkdtemp(name.data());
+        fs::create_directories(folder = root / "pictures");
+    }
+    ~Cli() override { fs::remove_all(root); }
+
+    // Runs `polar` in the folder; `before` are assignments to environment variables.
+    Outcome run(const std::string& arguments, const std::string& before = "") const {
+        const std::string command = "cd '" + folder.string() + "' && (" + before + " '" +
+                                    POLAR_EXECUTABLE + "' " + arguments + ") >../out 2>../err";
+        const int status = std::system(command.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(root / "out"),
+                contents(root / "err")};
+    }
+    void runWell(const std::string& arguments) const {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.status, 0) << arguments;
+        EXPECT_EQ(outcome.out + outcome.err, "") << arguments;
+    }
+    // One line with `fragment` in it, and the files as they were.
+    void runBadly(const std::string& arguments, int status, const std::string& fragment,
+                  const std::string& before = "") const {
+        const std::set<std::string> were = files();
+        const Outcome outcome = run(arguments, before);
+        const std::string& line = outcome.err;
+        EXPECT_EQ(outcome.status, status) << arguments;
+        EXPECT_EQ(outcome.out, "") << arguments;
+        EXPECT_TRUE(line.starts_with("polar: ") && line.find('\n') + 1 == line.size() &&
+                    line.find(fragment) != std::string::npos)
+            << arguments << ": " << line << "wanted: " << fragment;
+        EXPECT_EQ(files(), were) << arguments;
+    }
+
+    static std::string contents(const fs::path& file) {
+        std::ifstream stream(file);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+    std::set<std::string> files() const {
+        std::set<std::string> names;
+        for (const auto& entry : fs::directory_iterator(folder))
+            names.insert(entry.path().filename());
+        return names;
+    }
+
+    // Writes the samples as they are, whatever the format makes of alpha.
+    void save(const std::string& name, OIIO::ImageSpec spec, const std::vector<float>& samples) {
+        spec.attribute("oiio:UnassociatedAlpha", 1);
+        const auto output = OIIO::ImageOutput::create(name);
+        ASSERT_TRUE(output && output->open((folder / name).string(), spec) &&
+                    output->write_image(TypeDesc::FLOAT, samples.data()) && output->close())
+            << name;
+    }
+    void saveConstant(const std::string& name, const OIIO::ImageSpec& spec,
+                      const std::vector<float>& pixel) {
+        std::vector<float> samples;
+        for (int i = 0; i < spec.width * spec.height; ++i)
+            samples.insert(samples.end(), pixel.begin(), pixel.end());
+        save(name, spec, samples);
+    }
+    // Reads the samples as they are in the file, or with associated alpha.
+    Loaded load(const std::string& name, bool associated = false) const {
+        OIIO::ImageSpec wishes;
+        if (!associated) wishes.attribute("oiio:UnassociatedAlpha", 1);
+        const auto input = OIIO::ImageInput::open((folder / name).string(), &wishes);
+        if (!input) throw std::runtime_error(name + " is not there");
+        Loaded loaded{input->spec(), {}};
+        loaded.samples.resize(loaded.spec.image_pixels() * std::size_t(loaded.spec.nchannels));
+        EXPECT_TRUE(input->read_image(0, 0, 0, -1, TypeDesc::FLOAT, loaded.samples.data()));
+        return loaded;
+    }
+
+    fs::path root, folder;
+};
+
+void expectNear(const std::vector<float>& got, const std::vector<float>& wanted, double tolerance,
+                const std::string& name) {
+    ASSERT_EQ(got.size(), wanted.size()) << name;
+    for (std::size_t c = 0; c < got.size(); ++c) EXPECT_NEAR(got[c], wanted[c], tolerance) << name;
+}
+
+// Scattered values k / steps; with alphas 1, 1/2, 1/4 and 0 in turn, or without alpha.
+std::vector<float> scattered(int pixels, unsigned steps, int channels) {
+    std::vector<float> samples;
+    constexpr float alphas[] = {1, 0.5f, 0.25f, 0};
+    for (unsigned i = 0; i < unsigned(pixels); ++i) {
+        for (unsigned c = 1; c <= 3; ++c)
+            samples.push_back(float(i * 7919u * c % (steps + 1)) / float(steps));
+        if (channels == 4) samples.push_back(alphas[i % 4]);
+    }
+    return samples;
+}
+
+TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
+    saveConstant("in.png", {16, 8, 3, TypeDesc::UINT8}, {1, 0, 0});
+    OIIO::ImageSpec unnamed(4, 4, 5, TypeDesc::HALF);
+    unnamed.channelnames = {"a1", "a2", "a3", "a4", "a5"};
+    save("five.exr", unnamed, std::vector<float>(80));
+    std::ofstream(folder / "text.png") << "no picture";
+    std::ofstream(folder / "empty.exr");
+    std::ofstream(folder / "zero.ppm") << "P6\n0 5\n255\n";
+    fs::copy(folder / "in.png", folder / "linked.png");
+    fs::create_hard_link(folder / "in.png", folder / "same.png");
+    fs::create_directory(folder / "folder.png");
+    const std::string qzLib = (fs::path(POLAR_EXECUTABLE).parent_path() / "libQzLib.so").string();
+    const struct {
+        std::string arguments;
+        int status;
+        std::string fragment;
+    } cases[] = {
+        {"unwrap none.png -o o.png", 1, "none.png: no such file"},
+        {"unwrap folder.png -o o.png", 1, "folder.png: is a folder"},
+        {"unwrap text.png -o o.png", 1, "text.png: not a readable picture: "},
+        {"unwrap empty.exr -o o.png", 1, "empty.exr: not a readable picture: "},
+        {"unwrap zero.ppm -o o.png", 1, "zero.ppm: 0x5 pixels; 1x1 or more"},
+        {"unwrap five.exr -o o.png", 1, "five.exr: 5 channels, none named R, G, B; 1 to 4"},
+        {"unwrap in.png -o o.png --source 17x8", 1,
+         "in.png: --source 17x8+0+0 lies outside the "
+         "picture 16x8+0+0"},
+        {"wrap in.png -o o.png --region 4x4+13+0", 1, "in.png: --region 4x4+13+0 lies outside"},
+        {"wrap in.png -o o.png --region 1x1+0+2147483647", 1, "1x1+0+2147483647 lies outside"},
+        {"unwrap in.png -o o.xyz", 1, "o.xyz: no picture format"},
+        {"unwrap in.png -o none/o.png", 1, "none/o.png: cannot be written: No such file or dir"},
+        {"unwrap in.png -o folder.png", 1, "folder.png: cannot be written: Is a directory"},
+        {"unwrap in.png -o in.png", 1, "in.png: is the input; --overwrite"},
+        {"unwrap in.png -o same.png", 1, "same.png: is the input; --overwrite"},
+        {"unwrap in.png -o o.png --plugin none", 1, "/none: cannot be loaded: "},
+        {"unwrap in.png -o o.png --plugin text.png", 1, "/text.png: cannot be loaded: "},
+        {"info --plugin " + qzLib, 1, qzLib + ": not a module: it has no entry ENTRYPOINT1"},
+        {"unwrap in.png -o o.png --source 8x8+0+0junk", 2, "--source: 8x8+0+0junk is no WxH+X+Y"},
+        {"unwrap in.png -o o.png --source 0x8", 2, "W and H 1 or more"},
+        {"unwrap in.png -o o.png --source 8x8+1", 2, "8x8+1 is no"},
+        {"unwrap in.png -o o.png --source 8x-8", 2, "8x-8 is no"},
+        {"unwrap in.png -o o.png --region 2147483648x1", 2, "2147483648x1 is no"},
+        {"unwrap in.png -o o.png --sampling cubic", 2, "cubic not in {bilinear,nearest}"},
+        {"unwrap in.png -o o.png --format 8", 2, "8 not in {auto,rgba8,rgba10,"},
+        {"unwrap in.png", 2, "--output is required"},
+        {"unwrap in.png in.png -o o.png", 2, "o.png does not end in '/'"},
+        {"unwrap in.png linked.png in.png -o none/", 2, "none/in.png would be written twice"},
+        {"unwrap in.%d.png -o o.%d.png", 1,
+         "in.%d.png: no frame matches; the first would be in.1.png"},
+        {"unwrap in.%d.png -o o.png --frames 1", 2, "o.png has no place for the frame number"},
+        {"unwrap in.png -o o.png --frames 1", 2, "--frames needs a name like shot.%04d.exr"},
+        {"unwrap in.png -o o.png --frames 1-", 2, "--frames: 1- is no 1-100"},
+        {"unwrap in.png -o o.png --attrib zip", 2, "--attrib: zip is no NAME=VALUE"},
+        {"unwrap in.png -o o.png --threads 2000", 2, "2000 not in range 0 to 1024"},
+        {"unwrap in.png -o o.png --regoin 1x1", 2, "--regoin; did you mean --region?"},
+        {"unwrap in.png -o o.png -v -q", 2, "excludes"},
+        {"twist in.png -o o.png", 2, "polar --help"},
+        {"", 2, "subcommand is required"},
+    };
+    for (const auto& [arguments, status, fragment] : cases) runBadly(arguments, status, fragment);
+    EXPECT_EQ(contents(folder / "in.png"), contents(folder / "linked.png"));
+    runWell("unwrap in.png -o in.png --overwrite");
+    EXPECT_EQ(load("in.png").spec.nchannels, 4);
+}
+
+TEST_F(Cli, DamagedFilesGiveOneLineAndNoFile) {
+    save("in.png", OIIO::ImageSpec(100, 100, 3, TypeDesc::UINT8), scattered(10000, 255, 3));
+    const auto cut = [&](const fs::path& original, const std::string& name, double kept) {
+        const std::string bytes = contents(original);
+        std::ofstream(folder / name) << bytes.substr(0, std::size_t(double(bytes.size()) * kept));
+    };
+    for (const std::string type : {"png", "jpg", "tif", "exr", "dpx"}) {
+        runWell("wrap -q in.png -o all." + type);
+        for (const double kept : {0.02, 0.5}) {
+            cut(folder / ("all." + type), "cut." + type, kept);
+            runBadly("wrap -q cut." + type + " -o o.png", 1, "cut." + type + ": ");
+        }
+    }
+    cut(POLAR_MODULE, "cut.dylib", 0.1);
+    runBadly("info --plugin cut.dylib", 1, "/cut.dylib: cannot be loaded: cut short");
+}
+
+TEST_F(Cli, FileWithoutPermissionGivesOneLine) {
+    if (geteuid() == 0) GTEST_SKIP() << "root may read every file";
+    saveConstant("in.png", {4, 4, 3, TypeDesc::UINT8}, {1, 0, 0});
+    fs::permissions(folder / "in.png", fs::perms::none);
+    runBadly("wrap in.png -o o.png", 1, "in.png: not a readable picture: ");
+}
+
+TEST_F(Cli, FullDiskKeepsWhatWasThere) {
+    save("in.tif", OIIO::ImageSpec(150, 150, 4, TypeDesc::UINT16), scattered(22500, 65535, 4));
+    fs::create_directory(folder / "disk");
+    if (mount("none", (folder / "disk").c_str(), "tmpfs", 0, "size=12k") != 0)
+        GTEST_SKIP() << "a small disk cannot be mounted: " << std::strerror(errno);
+    for (const std::string type : {"png", "jpg", "tif", "exr", "dpx", "bmp", "sgi"}) {
+        const fs::path file = folder / "disk" / ("o." + type);
+        std::ofstream(file) << "old";
+        runBadly("wrap -q in.tif -o disk/o." + type, 1, "disk/o." + type + ": cannot be written: ");
+        EXPECT_EQ(contents(file), "old");
+        EXPECT_TRUE(fs::remove(file) && fs::is_empty(folder / "disk")) << type;
+    }
+    umount((folder / "disk").c_str());
+}
+
+TEST_F(Cli, LittleMemoryGivesOneLine) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the address sanitizer itself needs unlimited memory";
+#endif
+    save("in.tif", OIIO::ImageSpec(4000, 4000, 4, TypeDesc::UINT8), scattered(16000000, 255, 4));
+    for (const std::string kilobytes : {"600000", "700000"})
+        runBadly("wrap in.tif -o o.tif", 1, "in.tif: not enough memory",
+                 "ulimit -v " + kilobytes + ";");
+}
+
+// A signal while the file is being written leaves neither the file nor a part of it.
+TEST_F(Cli, SignalsEndCleanly) {
+    save("in.tif", OIIO::ImageSpec(1500, 1500, 3, TypeDesc::UINT16), scattered(2250000, 65535, 3));
+    const auto isWriting = [&] {
+        for (const auto& entry : fs::directory_iterator(folder))
+            if (entry.path().filename().string().starts_with(".o.") && entry.file_size() > 0)
+                return true;
+        return false;
+    };
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        const pid_t child = fork();
+        if (child == 0 && chdir(folder.c_str()) == 0)
+            _exit(execl(POLAR_EXECUTABLE, "polar", "wrap", "in.tif", "-o", "o.png", nullptr));
+        int status = 0;
+        while (!isWriting() && waitpid(child, &status, WNOHANG) == 0) usleep(1000);
+        kill(child, signal);
+        waitpid(child, &status, 0);
+        EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 128 + signal);
+        EXPECT_EQ(files(), std::set<std::string>{"in.tif"});
+    }
+}
+
+TEST_F(Cli, EveryAnswerOfTheModuleIsChecked) {
+    saveConstant("in.png", {4, 4, 3, TypeDesc::UINT8}, {1, 0, 0});
+    const std::string arguments = "unwrap in.png -o o.png --plugin " POLAR_FAILING_MODULE;
+    for (const std::string selector : {"1", "2", "10", "11", "12", "3"})
+        runBadly(arguments, 1, "(selector " + selector + ") failed: status 0",
+                 "FAILING_SELECTOR=" + selector);
+    runWell(arguments);  // so that the failures above are the selectors' own
+}
+
+// Nearest sampling moves pixels as they are, through every depth and either kind of alpha.
+TEST_F(Cli, NearestMovesPixelsUnchanged) {
+    const struct {
+        std::string name;
+        TypeDesc type;
+        int bits;  // of a 16-bit type
+        unsigned steps;
+        int channels;
+    } cases[] = {
+        {"a.png", TypeDesc::UINT8, 0, 255, 3},    {"b.png", TypeDesc::UINT8, 0, 255, 4},
+        {"c.png", TypeDesc::UINT16, 0, 65535, 4}, {"d.tif", TypeDesc::UINT16, 0, 65535, 4},
+        {"e.dpx", TypeDesc::UINT16, 10, 1023, 3}, {"f.dpx", TypeDesc::UINT16, 12, 4095, 3},
+        {"g.tif", TypeDesc::UINT16, 10, 1023, 4}, {"h.tga", TypeDesc::UINT8, 0, 255, 4},
+        {"i.exr", TypeDesc::HALF, 0, 64, 4},      {"j.exr", TypeDesc::FLOAT, 0, 4096, 4},
+        {"k.bmp", TypeDesc::UINT8, 0, 255, 4},
+    };
+    const std::vector<float> transparent(4);
+    for (const auto& [name, type, bits, steps, channels] : cases) {
+        OIIO::ImageSpec spec(100, 100, channels, type);
+        if (bits != 0) spec.attribute("oiio:BitsPerSample", bits);
+        save(name, spec, scattered(10000, steps, channels));
+        runWell("unwrap " + name + " -o o." + name + " --sampling nearest");
+        const Loaded in = load(name), out = load("o." + name);
+        EXPECT_EQ(out.spec.format, in.spec.format) << name;
+        EXPECT_EQ(out.spec.get_int_attribute("oiio:BitsPerSample"),
+                  in.spec.get_int_attribute("oiio:BitsPerSample"))
+            << name;
+        EXPECT_EQ(out.pixel(0, 50), in.rgba(50, 25)) << name;
+        EXPECT_EQ(out.pixel(25, 50), in.rgba(25, 50)) << name;
+        EXPECT_EQ(out.pixel(50, 99), transparent) << name;
+        std::set<std::vector<float>> known{transparent};
+        for (int i = 0; i < 10000; ++i) known.insert(in.rgba(i % 100, i / 100));
+        for (int x = 0; x < 99; ++x) {  // the last alpha of a row of 10-bit DPX is not readable
+            EXPECT_EQ(out.pixel(x, 0), in.rgba(50, 50)) << name;
+            for (int y = 0; y < 100; ++y)
+                ASSERT_TRUE(known.contains(out.pixel(x, y))) << name << " " << x << " " << y;
+        }
+    }
+}
+
+// No value of a packed depth changes on its way: red and green tell of each other, and every red
+// value arrives.
+TEST_F(Cli, EveryTenAndTwelveBitValueSurvives) {
+    for (const int bits : {10, 12}) {
+        const int steps = (1 << bits) - 1;
+        OIIO::ImageSpec spec(300, 300, 3, TypeDesc::UINT16);
+        spec.attribute("oiio:BitsPerSample", bits);
+        std::vector<float> samples;
+        for (int i = 0; i < 90000; ++i)
+            for (const int value : {i * 7 & steps, steps - (i * 7 & steps), i * 77 & steps})
+                samples.push_back(float(value) / float(steps));
+        save("in.dpx", spec, samples);
+        runWell("unwrap in.dpx -o o.dpx --sampling nearest");
+        const Loaded out = load("o.dpx");
+        std::set<long> arrived;
+        for (int i = 0; i < 90000; ++i) {
+            const std::vector<float> pixel = out.pixel(i % 300, i / 300);
+            if (pixel[3] == 0) continue;
+            const long red = std::lround(pixel[0] * float(steps));
+            arrived.insert(red);
+            ASSERT_EQ(std::lround(pixel[1] * float(steps)), steps - red);
+            ASSERT_EQ(std::lround(pixel[2] * float(steps)), red * 11 & steps);
+        }
+        EXPECT_EQ(arrived.size(), std::size_t(steps) + 1);
+    }
+}
+
+// Whatever a format's own convention, its reader finds colour x alpha.
+TEST_F(Cli, AlphaReachesEveryFormat) {
+    const std::vector<float> straight{0.8f, 0.4f, 0.2f, 0.4f},
+        associated{0.32f, 0.16f, 0.08f, 0.4f};
+    saveConstant("in.png", {64, 64, 4, TypeDesc::UINT8}, straight);
+    for (const std::string type : {"png", "tif", "tga", "exr", "dpx", "sgi", "webp"}) {
+        runWell("unwrap in.png -o o." + type);
+        expectNear(load("o." + type, true).pixel(32, 10), associated, 0.015, type);
+        runWell("wrap -q o." + type + " -o back.png");
+        expectNear(load("back.png").pixel(32, 40), straight, 0.03, type);
+    }
+}
+
+TEST_F(Cli, FormatsWithoutAlphaOrDepthSayWhatTheyLose) {
+    saveConstant("in.tif", {64, 64, 4, TypeDesc::UINT16}, {0.5f, 1, 0, 0.5f});
+    const Outcome outcome = run("wrap in.tif -o o.jpg");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err,
+              "polar: o.jpg: JPEG holds no alpha; the picture lies over black\n"
+              "polar: o.jpg: JPEG holds 8 bits a component; the picture has 16\n");
+    expectNear(load("o.jpg").pixel(32, 16), {0.25f, 0.5f, 0}, 0.02, "coverage of a half");
+    expectNear(load("o.jpg").pixel(0, 0), {0, 0, 0}, 0.02, "no coverage");
+    runWell("unwrap in.tif -o o.jpg -q");
+    runWell("unwrap in.tif -o o.dpx --format rgba12");
+    runWell("unwrap o.dpx -o deep.dpx --format rgba16");
+    EXPECT_EQ(load("o.dpx").spec.get_int_attribute("oiio:BitsPerSample"), 12);
+    EXPECT_EQ(load("deep.dpx").spec.get_int_attribute("oiio:BitsPerSample"), 16);
+    runWell("unwrap in.tif -o o.exr --format float");
+    EXPECT_EQ(load("o.exr").spec.format, TypeDesc::FLOAT);
+    EXPECT_EQ(run("unwrap in.tif -o o.png --format float").err,
+              "polar: o.png: PNG holds 16 bits a component; the picture has floats\n");
+    EXPECT_EQ(load("o.png").spec.format, TypeDesc::UINT16);
+}
+
+TEST_F(Cli, OtherChannelsBecomeRgba) {
+    const struct {
+        std::string name;
+        std::vector<float> in, out;
+    } cases[] = {{"grey.tif", {0.2f}, {0.2f, 0.2f, 0.2f, 1}},
+                 {"greyAlpha.png", {0.2f, 0.6f}, {0.2f, 0.2f, 0.2f, 0.6f}},
+                 {"rgb.png", {0.2f, 0.4f, 0.6f}, {0.2f, 0.4f, 0.6f, 1}}};
+    for (const auto& [name, in, out] : cases) {
+        saveConstant(name, {8, 8, int(in.size()), TypeDesc::UINT8}, in);
+        runWell("wrap " + name + " -o o.png");
+        expectNear(load("o.png").pixel(4, 4), out, 1e-6, name);
+    }
+    OIIO::ImageSpec spec(8, 8, 6, TypeDesc::FLOAT);
+    spec.channelnames = {"depth", "G", "B", "R", "A", "id"};
+    spec.alpha_channel = 4;
+    saveConstant("six.exr", spec, {9, 0.5f, 0.25f, 1, 1, 9});
+    EXPECT_EQ(run("wrap six.exr -o o.exr").err,
+              "polar: six.exr: 6 channels; R, G, B, A are used\n");
+    EXPECT_EQ(load("o.exr").pixel(4, 4), (std::vector<float>{1, 0.5f, 0.25f, 1}));
+}
+
+TEST_F(Cli, RegionIsTheCropOfTheWholeAndKeepsItsPlaceAndMetadata) {
+    OIIO::ImageSpec spec(40, 30, 4, TypeDesc::FLOAT);
+    spec.x = 5, spec.y = -7, spec.full_width = 200, spec.full_height = 100;
+    spec.attribute("Artist", "somebody");
+    spec.tile_width = spec.tile_height = 16;
+    save("in.exr", spec, scattered(1200, 4096, 4));
+    for (const std::string command : {"unwrap", "wrap"}) {
+        runWell(command + " in.exr -o all.exr --source 32x16+4+3");
+        runWell(command + " in.exr -o part.exr --source 32x16+4+3 --region 9x8+11+6");
+        const Loaded all = load("all.exr"), part = load("part.exr");
+        ASSERT_EQ(part.spec.width, 9);
+        ASSERT_EQ(part.spec.height, 8);
+        for (int y = 0; y < 8; ++y)
+            for (int x = 0; x < 9; ++x) EXPECT_EQ(part.pixel(x, y), all.pixel(x + 11, y + 6));
+        EXPECT_NE(part.pixel(0, 0), part.pixel(8, 7));
+        EXPECT_EQ(part.spec.x, 11);
+        EXPECT_EQ(part.spec.y, 6);
+        EXPECT_EQ(part.spec.full_width, 200);
+        EXPECT_EQ(part.spec.get_string_attribute("Artist"), "somebody");
+    }
+    runWell("unwrap in.exr -o part.bmp --region 9x8+11+6 -q");  // holds no place
+}
+
+// Every way to name the same frames, with any number of threads, gives the same files.
+TEST_F(Cli, SequencesAreRenderedFrameByFrame) {
+    for (int frame = 8; frame <= 12; ++frame)
+        saveConstant("in." + std::to_string(frame) + ".tif", {40, 30, 3, TypeDesc::UINT8},
+                     {float(frame) / 255, 0, 0});
+    for (const std::string folder_ : {"d", "e"}) fs::create_directory(folder / folder_);
+    runWell("wrap in.%d.tif -o a.####.tif --threads 1");
+    runWell("wrap in.%d.tif -o d/a.%04d.tif --frames 12-8 --threads 3");
+    runWell("wrap in.8.tif in.9.tif in.10.tif in.11.tif -o e/ --threads 8");
+    runWell("wrap in.%d.tif -o e/ --frames 12");
+    EXPECT_EQ(load("a.0011.tif").pixel(20, 15)[0], 11.f / 255);
+    EXPECT_EQ(files().size(), 5 + 5 + 2u);
+    for (const std::string other : {"d/a.%04d.tif", "e/in.%d.tif"}) {
+        const Outcome outcome = run("compare a.%04d.tif " + other + " --frames 8-12");
+        EXPECT_EQ(outcome.status, 0) << outcome.out;
+        EXPECT_NE(outcome.out.find("0012.tif"), std::string::npos) << outcome.out;
+    }
+    EXPECT_EQ(run("wrap in.%d.tif -o n.%d.tif --frames 8-12x2 -n").out,
+              "in.8.tif -> n.8.tif\nin.10.tif -> n.10.tif\nin.12.tif -> n.12.tif\n");
+    fs::remove(folder / "in.10.tif");
+    for (const std::string more : {"", "--skip-missing"}) {
+        const Outcome outcome = run("wrap in.%d.tif -o m.%d.tif --threads 1 --frames 9-11 " + more);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_TRUE(outcome.err.starts_with("polar: in.10.tif: no such file")) << outcome.err;
+        EXPECT_EQ(files().contains("m.9.tif"), true);
+        EXPECT_EQ(files().contains("m.11.tif"), more != "");
+    }
+    EXPECT_NE(run("wrap in.%d.tif -o m.%d.tif --stats").err.find("4 of 4 frames"),
+              std::string::npos);
+}
+
+// The scripts that users copy, each as its scheduler would start it here.
+TEST_F(Cli, ChunksOfAFarmAreTheFilesOfOneRun) {
+    for (int frame = 1; frame <= 7; ++frame)
+        save("in." + std::to_string(frame) + ".tif", {20, 20, 3, TypeDesc::UINT8},
+             scattered(400, 255 - unsigned(frame), 3));
+    runWell("wrap in.%d.tif -o one.%d.tif");
+    const std::string farm = "POLAR='" POLAR_EXECUTABLE "' '" POLAR_EXAMPLES "/farm/";
+    const std::string arguments = " wrap in.%d.tif -o part.%d.tif >../out 2>../err";
+    std::vector<std::string> commands;
+    for (const std::string task : {"0", "1", "2"})
+        commands.push_back("SLURM_ARRAY_TASK_ID=" + task + " SLURM_ARRAY_TASK_COUNT=3 " + farm +
+                           "slurm-array' 1 7" + arguments);
+    const bool hasParallel = std::system("parallel --version >/dev/null 2>&1") == 0;
+    if (hasParallel) commands.push_back(farm + "with-parallel' : 1 7 3" + arguments);
+    for (const std::string& command : commands) {
+        EXPECT_EQ(std::system(("cd '" + folder.string() + "' && " + command).c_str()), 0)
+            << command << contents(root / "err");
+        if (command.find("ID=0") != std::string::npos || command.find("ID=1") != std::string::npos)
+            continue;
+        for (const std::string frame :
+             {"1.tif", "2.tif", "3.tif", "4.tif", "5.tif", "6.tif", "7.tif"}) {
+            EXPECT_EQ(contents(folder / ("part." + frame)), contents(folder / ("one." + frame)));
+            fs::remove(folder / ("part." + frame));
+        }
+    }
+    if (!hasParallel)
+        GTEST_SKIP() << "the array ran; GNU parallel is not installed (package parallel)";
+}
+
+TEST_F(Cli, CompareMeasuresDifferences) {
+    save("a.exr", {3, 1, 3, TypeDesc::FLOAT}, {0, 0, 0, 1, 1, 1, 0, 0, 0});
+    save("b.exr", {3, 1, 3, TypeDesc::FLOAT}, {0, 0, 0, 1, 0.5f, 1, 0, 0.25f, 0});
+    save("nan.exr", {3, 1, 3, TypeDesc::FLOAT}, {0, 0, 0, 1, NAN, 1, 0, 0, 0});
+    const std::string found = "a.exr b.exr: 2 of 3 pixels differ\n  G: largest 0.5, mean 0.25\n";
+    const struct {
+        std::string arguments;
+        int status;
+        std::string out;
+    } cases[] = {{"a.exr a.exr", 0, "a.exr a.exr: 0 of 3 pixels differ\n"},
+                 {"a.exr b.exr", 1, found},
+                 {"a.exr b.exr --tolerance 0.49", 1, found},
+                 {"a.exr b.exr --tolerance 0.5", 0, found},
+                 {"nan.exr nan.exr -q", 0, ""},
+                 {"a.exr nan.exr --tolerance 9 -q", 1, ""}};
+    for (const auto& [arguments, status, out] : cases) {
+        const Outcome outcome = run("compare " + arguments);
+        EXPECT_EQ(outcome.status, status) << arguments;
+        EXPECT_EQ(outcome.out + outcome.err, out) << arguments;
+    }
+    saveConstant("c.exr", {3, 2, 3, TypeDesc::FLOAT}, {0, 0, 0});
+    runBadly("compare a.exr c.exr", 1, "c.exr: 3x2+0+0 and channels R,G,B; a.exr has 3x1+0+0");
+}
+
+// Where an OpenEXR file has no samples it is transparent, and what lies outside its window is not
+// seen.
+TEST_F(Cli, DisplayWindowIsThePicture) {
+    OIIO::ImageSpec spec(20, 40, 3, TypeDesc::FLOAT);
+    spec.x = 90, spec.y = 80;
+    spec.full_x = 80, spec.full_y = 90, spec.full_width = 20, spec.full_height = 20;
+    spec.attribute("PixelAspectRatio", 2.f);
+    saveConstant("in.exr", spec, {1, 0.5f, 0});
+    runWell(
+        "unwrap in.exr -o o.exr --sampling nearest --attrib compression=piz --attrib shot=7 "
+        "--depth half");
+    const Loaded out = load("o.exr");
+    EXPECT_EQ(out.spec.roi(), OIIO::ROI(80, 100, 90, 110, 0, 1, 0, 4));
+    EXPECT_EQ(out.spec.roi_full(), OIIO::ROI(80, 100, 90, 110, 0, 1, 0, 4));
+    EXPECT_EQ(out.pixel(5, 5), std::vector<float>(4));  // a quarter turn: the left half
+    EXPECT_EQ(out.pixel(15, 5), (std::vector<float>{1, 0.5f, 0, 1}));
+    EXPECT_EQ(out.spec.get_float_attribute("PixelAspectRatio"), 2);
+    EXPECT_EQ(out.spec.get_string_attribute("compression"), "piz");
+    EXPECT_EQ(out.spec.get_int_attribute("shot"), 7);
+    EXPECT_EQ(out.spec.format, TypeDesc::HALF);
+}
+
+TEST_F(Cli, LayersAndPartsAreChosenByName) {
+    OIIO::ImageSpec spec(8, 8, 6, TypeDesc::FLOAT);
+    spec.channelnames = {"fog.R", "fog.G", "fog.B", "R", "G", "B"};
+    saveConstant("layers.exr", spec, {1, 0, 0, 0, 1, 0});
+    OIIO::ImageSpec depth(8, 8, 1, TypeDesc::FLOAT), colour(8, 8, 3, TypeDesc::FLOAT);
+    depth.channelnames = {"Z"};
+    depth.attribute("oiio:subimagename", "depth");
+    colour.attribute("oiio:subimagename", "colour");
+    const auto output = OIIO::ImageOutput::create("exr");
+    const OIIO::ImageSpec parts[] = {depth, colour};
+    const std::vector<float> half(192, 0.5f), one(192, 1);
+    ASSERT_TRUE(
+        output->open((folder / "parts.exr").string(), 2, parts) &&
+        output->write_image(TypeDesc::FLOAT, half.data()) &&
+        output->open((folder / "parts.exr").string(), colour, OIIO::ImageOutput::AppendSubimage) &&
+        output->write_image(TypeDesc::FLOAT, one.data()) && output->close());
+    const struct {
+        std::string arguments;
+        std::vector<float> pixel;
+    } cases[] = {{"layers.exr -q", {0, 1, 0, 1}},
+                 {"layers.exr --layer fog", {1, 0, 0, 1}},
+                 {"parts.exr", {1, 1, 1, 1}},
+                 {"parts.exr --layer depth", {0.5f, 0.5f, 0.5f, 1}}};
+    for (const auto& [arguments, pixel] : cases) {
+        runWell("wrap " + arguments + " -o o.exr");
+        EXPECT_EQ(load("o.exr").pixel(4, 4), pixel) << arguments;
+    }
+    runBadly("wrap parts.exr -o x.exr --layer colours", 1,
+             "parts.exr: no layer colours; it has colour, depth; did you mean colour?");
+}
+
+TEST_F(Cli, TellsAboutItselfAndTheModule) {
+    fs::create_symlink(POLAR_EXECUTABLE, folder / "link");
+    saveConstant("in.png", {8, 8, 3, TypeDesc::UINT8}, {1, 0, 0});
+    const struct {
+        std::string arguments;
+        std::vector<std::string> fragments;
+    } cases[] = {
+        {"--help", {"polar unwrap ", "polar wrap ", "info"}},
+        {"unwrap --help", {"--region", "=bilinear", "in pixels"}},
+        {"--version", {"polar "}},
+        {"info",
+         {"\"Polar to Rectangular...\", category \"Distort\"", "\"Rectangular to Polar...\"",
+          "InfoId92 30070", "InfoId92 30072", "InfoId96 30004", "SetupValue72 1"}},
+        {"--version && ./link info", {"\"Polar to Rectangular...\""}},
+    };
+    for (const auto& [arguments, fragments] : cases) {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.status, 0) << arguments;
+        EXPECT_EQ(outcome.err, "") << arguments;
+        for (const std::string& fragment : fragments)
+            EXPECT_NE(outcome.out.find(fragment), std::string::npos) << arguments << outcome.out;
+    }
+    EXPECT_TRUE(run("--help").out.starts_with("polar unwrap "));
+    const std::string verbose = run("unwrap in.png -o o.png -v").err;
+    for (const std::string fragment : {"Polar.dylib", "8x8+0+0", "rgba8", "bilinear", " ms"})
+        EXPECT_NE(verbose.find(fragment), std::string::npos) << fragment << ": " << verbose;
+}
+
+}  // namespace

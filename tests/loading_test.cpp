@@ -1,0 +1,71 @@
+// The module in many threads, loaded twice, and unloaded.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <future>
+#include <string>
+
+#include "tests/TestHost.h"
+#include "tests/anyLife.h"
+
+namespace {
+
+// A copy of the module's file, loaded; both gone with the object.
+class ModuleCopy {
+  public:
+    explicit ModuleCopy(const std::string& name)
+        : file_(std::filesystem::path(testing::TempDir()) /
+                (name + std::to_string(getpid()) + ".dylib")) {
+        std::filesystem::copy_file(POLAR_MODULE, file_);
+        handle_ = dlopen(file_.c_str(), RTLD_NOW | RTLD_LOCAL);
+        require(handle_ != nullptr, "a copy loads");
+    }
+    ~ModuleCopy() {
+        EXPECT_EQ(dlclose(handle_), 0);
+        EXPECT_EQ(dlopen(file_.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "still loaded";
+        std::filesystem::remove(file_);
+    }
+    ModuleCopy(const ModuleCopy&) = delete;
+    ModuleCopy& operator=(const ModuleCopy&) = delete;
+
+    VexHandler entry() const { return reinterpret_cast<VexHandler>(dlsym(handle_, "ENTRYPOINT1")); }
+
+  private:
+    std::filesystem::path file_;
+    void* handle_;
+};
+
+// Lives through `lives` lives in each of as many threads as there are entries, all at once.
+void liveAtOnce(const std::vector<VexHandler>& entries, unsigned lives, bool sameFormat) {
+    std::vector<std::future<void>> threads;
+    for (unsigned thread = 0; thread < entries.size(); ++thread)
+        threads.push_back(std::async(std::launch::async, [=, entry = entries[thread]] {
+            for (unsigned life = 0; life < lives; ++life)
+                anyLife(thread * lives + life, 1 + (sameFormat ? life : life + thread) % 5, entry);
+        }));
+    for (auto& thread : threads) EXPECT_NO_THROW(thread.get());
+}
+
+TEST(Threads, RenderAtOnceAsAlone) {
+    const ModuleCopy module("threads");  // whose transparent pixels nobody has used yet
+    const std::vector<VexHandler> eight(8, module.entry());
+    liveAtOnce(eight, 50, true);
+    liveAtOnce(eight, 50, false);
+}
+
+TEST(Loading, TwoCopiesDoNotDisturbEachOther) {
+    const ModuleCopy one("one"), other("other");
+    EXPECT_NE(one.entry(), other.entry());
+    liveAtOnce({one.entry(), other.entry()}, 100, true);
+}
+
+TEST(Loading, AHundredTimesLeavesNothingBehind) {
+    for (int time = 0; time < 100; ++time) {
+        const ModuleCopy module("again");
+        liveAtOnce({module.entry(), module.entry()}, 3, false);
+    }
+}
+
+}  // namespace

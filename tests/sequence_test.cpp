@@ -1,0 +1,71 @@
+// Frame numbers and names as users write them.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "cli/FrameRange.h"
+#include "cli/SequenceName.h"
+#include "cli/nearestWord.h"
+
+namespace {
+
+TEST(FrameRange, IsReadAsUsersWriteIt) {
+    const struct {
+        const char* text;
+        FrameRange frames;  // none: refused
+    } cases[] = {
+        {"7", {7}},
+        {"0", {0}},
+        {"3-5", {3, 4, 5}},
+        {"5-1", {5, 4, 3, 2, 1}},
+        {"1-10x4", {1, 5, 9}},
+        {"10-1x4", {10, 6, 2}},
+        {"2-2x9", {2}},
+        {"1-3,2-4,9", {1, 2, 3, 4, 9}},
+        {"2147483646-2147483647", {2147483646, 2147483647}},
+        {"0-2147483647x2147483647", {0, 2147483647}},
+    };
+    for (const auto& [text, frames] : cases) EXPECT_EQ(parseFrameRange(text), frames) << text;
+    for (const char* const text :
+         {"", "-", "1-", "-1", "1,", ",1", "1-2x", "1-2x0", "1x2", "1-2y3", "1 ", " 1", "1--2",
+          "2147483648", "0-1000000", "1-2x-1", "0x10", "1-9,1-1000000"})
+        EXPECT_EQ(parseFrameRange(text), std::nullopt) << text;
+    EXPECT_EQ(parseFrameRange("0-999999")->size(), maxFrames);
+}
+
+TEST(SequenceName, NamesFramesAndFindsThemAgain) {
+    const struct {
+        const char *pattern, *seventh, *millionth;
+    } cases[] = {
+        {"shot.%04d.exr", "shot.0007.exr", "shot.1000000.exr"},
+        {"a/b.%d.png", "a/b.7.png", "a/b.1000000.png"},
+        {"#.tif", "0007.tif", "1000000.tif"},
+        {"x##y", "x07y", "x1000000y"},
+        {"/v##/s.########", "/v##/s.00000007", "/v##/s.01000000"},
+        {"v#.%02d", "v#.07", "v#.1000000"},
+    };
+    for (const auto& [pattern, seventh, millionth] : cases) {
+        const auto name = SequenceName::parse(pattern);
+        ASSERT_TRUE(name) << pattern;
+        for (const auto& [frame, text] : {std::pair{7, seventh}, {1000000, millionth}}) {
+            EXPECT_EQ(name->at(frame), text);
+            EXPECT_EQ(name->frameOf(std::filesystem::path(text).filename().string()), frame);
+        }
+    }
+    for (const char* const text :
+         {"", "shot.exr", "%s", "%4d", "%00d", "%012d", "##########", "a#/b"})
+        EXPECT_FALSE(SequenceName::parse(text)) << text;
+    const auto name = SequenceName::parse("s.%04d.e");
+    for (const char* const other : {"s.007.e", "s.00007.e", "s.-007.e", "s.0x07.e", "s..e", "s.e",
+                                    "t.0007.e", "s.0007.f", "s.99999999999.e", ""})
+        EXPECT_EQ(name->frameOf(other), std::nullopt) << other;
+}
+
+TEST(Suggestion, IsTheNearestWordOrNone) {
+    EXPECT_EQ(suggestion("bilinaer", {"nearest", "bilinear"}), "; did you mean bilinear?");
+    EXPECT_EQ(suggestion("qqqqqq", {"nearest", "bilinear"}), "");
+    EXPECT_EQ(suggestion("x", {}), "");
+}
+
+}  // namespace

@@ -1,0 +1,236 @@
+// The module as a host sees it: the record, the handlers, memory and faults.
+
+#include <gtest/gtest.h>
+
+#include "tests/TestHost.h"
+
+namespace {
+
+using Calls = std::vector<TestQzLib::Call>;
+
+// A whole life. After each request the record must hold what that request writes and otherwise,
+// byte for byte, what the host left in it.
+TEST(Shell, WritesItsFieldsAndNothingElse) {
+    for (const unsigned char fill : {'\0', '\xC3'})
+        for (const QzLong filterIndex : {0, 1, 7, -1}) {
+            SCOPED_TRACE(filterIndex);
+            const bool unwraps = filterIndex == 0;
+            TestInstance instance(filterIndex, fill);
+            VexFilterInstance& record = instance.record;
+            VexFilterInstance expected;
+            std::memcpy(static_cast<void*>(&expected), &record, sizeof record);
+
+            for (const QzULong unknown : {0u, 4u, 10u, 0x80000001u})
+                EXPECT_EQ(instance.entry(unknown), 1);
+            EXPECT_EQ(bytesOf(record), bytesOf(expected));
+
+            EXPECT_EQ(instance.entry(1), 1);
+            EXPECT_STREQ(record.Name,
+                         unwraps ? "Polar to Rectangular..." : "Rectangular to Polar...");
+            EXPECT_STREQ(record.Category, "Distort");
+            expected.Name = record.Name;
+            expected.Category = record.Category;
+            expected.InfoWord4 = expected.InfoWord16 = expected.InitWord40 = 2;
+            expected.InfoWord20 = 0;
+            expected.InitWord36 = 1;
+            expected.InfoId92 = unwraps ? 30070 : 30072;
+            expected.InfoId96 = 30004;
+            EXPECT_EQ(bytesOf(record), bytesOf(expected));
+
+            EXPECT_EQ(instance.entry(2), 1);
+            Parameters* const params = expected.Params = record.Params;
+            expected.InitHandler = record.InitHandler;
+            expected.ExecuteHandler = record.ExecuteHandler;
+            expected.SetupValue72 = 1.0;
+            EXPECT_EQ(bytesOf(record), bytesOf(expected));
+            EXPECT_EQ(instance.qzlib.calls, (Calls{{"AllocMemQz", params, 4},
+                                                   {"Service16", params, 12, unwraps ? 0u : 1u}}));
+
+            for (const QzULong selector : {0u, 3u, 9u, 13u, 15u, 0x8000000Au})
+                EXPECT_EQ(instance.execute(selector), 1);
+            for (const QzULong query : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 0xFFFFFFFFu}) {
+                QzLong answer[3] = {-1, -1, -1};
+                expected.QuerySelector = record.QuerySelector = query;
+                expected.QueryResult = record.QueryResult = &answer[1];
+                EXPECT_EQ(instance.execute(14), 1);
+                EXPECT_EQ(answer[0] + answer[2], -2);
+                EXPECT_EQ(answer[1], query == 5 ? 32767 : -1);
+            }
+            EXPECT_EQ(bytesOf(record), bytesOf(expected));
+
+            EXPECT_EQ(record.InitHandler(&record, 3), 1);
+            EXPECT_EQ(bytesOf(record), bytesOf(expected));
+            EXPECT_EQ(instance.qzlib.calls.back(), (TestQzLib::Call{"FreeMemQz", params}));
+            EXPECT_EQ(instance.qzlib.calls.size(), 3u);
+        }
+    EXPECT_EQ(exported<QzLong (*)()>("ExecuteTest")(), 0);
+}
+
+TEST(Shell, FailedSetupLeavesTheHandlers) {
+    TestInstance instance(1);
+    Parameters earlier{};
+    instance.record.Params = &earlier;
+    instance.record.SetupValue72 = 0.0;
+    instance.qzlib.failing = {0};
+    EXPECT_EQ(instance.entry(2), 0);
+    EXPECT_EQ(instance.record.Params, &earlier);
+    EXPECT_EQ(instance.record.SetupValue72, 1.0);
+    EXPECT_EQ(instance.execute(13), 1);
+    instance.record.Params = nullptr;
+    // Cleaning up hands on even the null pointer.
+    EXPECT_EQ(instance.record.InitHandler(&instance.record, 3), 1);
+    EXPECT_EQ(instance.qzlib.calls, (Calls{{"AllocMemQz", nullptr, 4}, {"FreeMemQz", nullptr}}));
+}
+
+TEST(Shell, KeepsEnginesInTheHostsMemory) {
+    for (unsigned code = 0; code < 256; ++code) {
+        TestInstance instance(0);
+        EXPECT_EQ(instance.entry(2), 1);
+        instance.qzlib.calls.clear();
+        QzBitmap bitmap{};
+        bitmap.bitmapType = static_cast<unsigned char>(code);
+        instance.record.OutputBitmap = &bitmap;
+        const bool known = code >= 1 && code <= 5;
+        EXPECT_EQ(instance.execute(10), known ? 1 : 0) << code;
+        const VexFilterEngine* const engine = instance.record.Engine;
+        EXPECT_EQ(engine != nullptr, known);
+        EXPECT_EQ(instance.execute(12), 1);
+        EXPECT_EQ(instance.record.Engine, engine);
+        EXPECT_EQ(instance.qzlib.calls,
+                  known ? (Calls{{"AllocMemQz", engine, 2 * sizeof(void*)}, {"FreeMemQz", engine}})
+                        : Calls{});
+        instance.qzlib.failing = {2};
+        EXPECT_EQ(instance.execute(10), 0);
+        EXPECT_EQ(instance.record.Engine, nullptr);
+        EXPECT_EQ(instance.entry(3), 1);
+    }
+}
+
+TEST(Shell, WrapsTheServices) {
+    auto& lib = TestInstance(0).qzlib;
+    void* const block = exported<decltype(&fi_AllocMem)>("fi_AllocMem")(40, 0x80000001u);
+    exported<decltype(&fi_FreeMem)>("fi_FreeMem")(block);
+    char name[] = "dropped";
+    QzBitmap* const bitmap =
+        exported<decltype(&fi_AllocBitmap)>("fi_AllocBitmap")(3, 5, QzBitmapTypeRGBA12, name);
+    EXPECT_EQ(bitmap->rowLength, 15);
+    EXPECT_EQ(bitmap->bitmapType, 3);
+    EXPECT_EQ(bitmap->pixels, nullptr);  // where the test library puts the name
+    exported<decltype(&fi_FreeBitmap)>("fi_FreeBitmap")(bitmap);
+    EXPECT_EQ(lib.calls, (Calls{{"AllocMemQz", block, 40, 0x80000001u},
+                                {"FreeMemQz", block},
+                                {"AllocBitmapQz", bitmap},
+                                {"FreeBitmapQz", bitmap}}));
+}
+
+TEST(Tables, AreAskedForAndReturnedInOrder) {
+    const QzLong tooWide = 0x20000000;
+    struct Case {
+        QzLong filterIndex, sourceWidth, regionWidth, regionHeight;
+        std::set<std::size_t> failing;
+        QzLong status;
+        std::vector<QzULong> requests;
+        std::vector<int> returns;  // which request's block; of a failed one, null
+    };
+    const std::vector<Case> cases{
+        {0, 8, 5, 2, {}, 1, {40, 40}, {1, 0}},
+        {0, 8, 5, 0, {}, 1, {40, 40}, {1, 0}},
+        {0, 8, 0, 2, {}, 1, {0, 0}, {1, 0}},
+        {0, 8, -1, 2, {}, 1, {0xFFFFFFF8, 0xFFFFFFF8}, {1, 0}},
+        {0, 8, 5, 2, {0}, 0, {40, 40}, {0, 1}},
+        {0, 8, 5, 2, {1}, 0, {40, 40}, {0, 1}},
+        {0, 8, 5, 2, {0, 1}, 0, {40, 40}, {0, 1}},
+        {0, 8, tooWide, 2, {}, 0, {}, {}},
+        {0, 8, tooWide - 1, 0, {}, 1, {0xFFFFFFF8, 0xFFFFFFF8}, {1, 0}},
+        {1, 8, 5, 2, {}, 1, {64}, {0}},
+        {1, 8, 5, -3, {}, 1, {64}, {0}},
+        {1, 8, -2, 2, {}, 1, {64}, {0}},
+        {1, 8, 11, 2, {}, 1, {88}, {0}},
+        {1, 8, -1, 2, {0}, 0, {64}, {}},
+        {1, tooWide, 5, 2, {}, 0, {}, {}},
+        {1, tooWide - 1, 5, 0, {}, 1, {0xFFFFFFF8}, {0}},
+        {1, 8, tooWide, 2, {}, 0, {}, {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(&c - cases.data());
+        TestBitmap<QzBufferRGBA8> input({0, 0, 8, 4}), output({0, 0, 11, 4});
+        const TestBitmap<QzBufferRGBA8> untouched({0, 0, 11, 4});
+        std::fill(input.memory.begin(), input.memory.end(), '\x3C');
+        TestInstance instance(c.filterIndex);
+        instance.prepare(input.record, output.record, {0, 0, c.sourceWidth, 4},
+                         {0, 0, c.regionWidth, c.regionHeight}, 0);
+        auto& lib = instance.qzlib;
+        lib.calls.clear();
+        lib.failing = c.failing;
+        EXPECT_EQ(instance.execute(11), c.status);
+        const bool empty = c.regionWidth <= 0 || c.regionHeight <= 0;
+        EXPECT_EQ(output == untouched, c.status == 0 || empty);
+        Calls expected;
+        ASSERT_GE(lib.calls.size(), c.requests.size());
+        for (const QzULong size : c.requests)
+            expected.push_back({"AllocMemQz", lib.calls[expected.size()].block, size});
+        for (const int request : c.returns)
+            expected.push_back({"FreeMemQz", lib.calls[static_cast<std::size_t>(request)].block});
+        EXPECT_EQ(lib.calls, expected);
+        EXPECT_EQ(instance.execute(12), 1);
+        EXPECT_EQ(instance.entry(3), 1);
+    }
+}
+
+TEST(Faults, OfARenderReachTheHost) {
+    const std::vector<std::pair<QzLong, std::size_t>> places{{0, 0}, {0, 1}, {0, 2},
+                                                             {0, 3}, {1, 0}, {1, 1}};
+    for (const auto& [filterIndex, faulty] : places) {
+        TestBitmap<QzBufferRGBA16> input({0, 0, 8, 4}), output({0, 0, 8, 4});
+        TestInstance instance(filterIndex);
+        instance.prepare(input.record, output.record, {0, 0, 8, 4}, {0, 0, 8, 4}, 0);
+        instance.qzlib.calls.clear();
+        instance.qzlib.throwing = {faulty};
+        EXPECT_THROW(instance.execute(11), TestQzLib::Fault);
+        EXPECT_EQ(instance.qzlib.calls.size(), faulty + 1);
+    }
+    TestInstance instance(0);
+    instance.qzlib.throwing = {1};
+    EXPECT_THROW(instance.entry(2), TestQzLib::Fault);  // of Service16
+}
+
+TEST(Faults, OfCreationAndReleaseEndTheProcess) {
+    for (const QzULong selector : {2u, 3u, 10u, 12u}) {
+        TestBitmap<QzBufferRGBA8> bitmap({0, 0, 1, 1});
+        TestInstance instance(0);
+        instance.prepare(bitmap.record, bitmap.record, {0, 0, 1, 1}, {0, 0, 1, 1}, 0);
+        instance.qzlib.throwing = {instance.qzlib.calls.size()};
+        const auto request = [&] {
+            try {
+                selector < 10 ? instance.entry(selector) : instance.execute(selector);
+            } catch (...) {
+                std::_Exit(0);  // the host must not see it
+            }
+        };
+        EXPECT_EXIT(request(), testing::KilledBySignal(SIGABRT), "Fault") << selector;
+    }
+}
+
+TEST(Faults, ForeignSupportLibraryEndsTheProcess) {
+    const std::string names[] = {"AllocMem", "FreeMem", "AllocBitmap"};
+    for (unsigned foreign = 1; foreign < 8; ++foreign) {
+        TestInstance instance(0);
+        EXPECT_EQ(instance.entry(2), 1);
+        if (foreign & 1) instance.services.AllocMem = nullptr;
+        if (foreign & 2) instance.services.FreeMem = nullptr;
+        if (foreign & 4) instance.services.AllocBitmap = nullptr;
+        const int first = std::countr_zero(foreign);
+        const std::string& name = names[first];
+        const std::string line = "^Source/FILTMAIN:" + std::to_string(219 + first) +
+                                 ": failed assertion `filterInstance->FilterInfo->" + name +
+                                 " == " + name +
+                                 "Qz'\n(qemu: [^\n]*\n)?$";  // an emulator adds its own
+        for (const QzULong selector : {0u, 1u, 3u})
+            EXPECT_EXIT(instance.entry(selector), testing::KilledBySignal(SIGABRT), line);
+        // The handlers do not look.
+        EXPECT_EQ(instance.execute(13), 1);
+        EXPECT_EQ(instance.record.InitHandler(&instance.record, 3), 1);
+    }
+}
+
+}  // namespace
