@@ -13,5 +13,7 @@ set(CPACK_RESOURCE_FILE_LICENSE "${PROJECT_SOURCE_DIR}/LICENSE")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
     "Two image effects that bend pictures between polar and rectangular, as a plug-in for compositing
 hosts, and a command line that applies them to picture files and sequences.")
+# Below /usr the layout gets a folder of its own.
+set(CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/moveLayout.cmake")
 install(FILES LICENSE DESTINATION share/doc/polar RENAME copyright)
 include(CPack)
