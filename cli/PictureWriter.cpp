@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <fstream>
 #include <system_error>
 
 #include "cli/Picture.h"
@@ -156,6 +157,17 @@ void warnOfLosses(const std::filesystem::path& file, const OIIO::ImageOutput& ou
                 (format == QzBitmapTypeRGBAFloat ? "floats" : std::to_string(bitsOf(format))));
 }
 
+// A DPX file holds its own name. Its writer puts in that of the temporary file, and no two runs
+// would give the same file.
+void writeNameIntoDpx(const std::filesystem::path& written, const std::filesystem::path& file) {
+    constexpr std::streamoff offset = 36;
+    char name[100]{};
+    file.filename().string().copy(name, sizeof name - 1);
+    std::fstream stream(written, std::ios::binary | std::ios::in | std::ios::out);
+    if (!stream.seekp(offset).write(name, sizeof name).flush())
+        throw FileError(file, "cannot be written: its header stays incomplete");
+}
+
 }  // namespace
 
 PictureWriter::PictureWriter(const std::filesystem::path& file)
@@ -191,6 +203,7 @@ void PictureWriter::write(const QzBitmap& bitmap, const Rectangle& region,
     bitmapToSamples(bitmap, region, alpha, samples);
     require(output_->write_image(typeOf(samples), dataOf(samples)));
     require(output_->close());
+    if (isOneOf(output_->format_name(), {"dpx"})) writeNameIntoDpx(temporary_.path(), file_);
     if (checked_ == nullptr) temporary_.reserveSpace();
     messages.detail(file_, std::string(output_->format_name()) + " of " + spec.format.c_str());
     temporary_.moveToTarget();
