@@ -102,7 +102,7 @@ void addRunOptions(CLI::App& command, Options& options, Words& words) {
                      "Go on where an input is missing; the status is 1 all the same");
     command
         .add_option("--threads", options.run.threads,
-                    "Frames at a time, 0: all cores. Memory: 4 pictures a frame")
+                    "Frames at a time, no more in memory (4 pictures each); 0: all cores")
         ->type_name("N")
         ->check(CLI::Range(0, 1024).description(""))
         ->capture_default_str();
@@ -200,6 +200,8 @@ ParsedCommandLine parseCommandLine(int argc, char** argv) {
     app.set_version_flag("--version", "polar " POLAR_VERSION);
     app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
     app.require_subcommand(1);
+    app.get_formatter()->label("Positionals", "Arguments");
+    app.get_formatter()->label("REQUIRED", "(required)");
     addFilter(app, "unwrap", "\"Polar to Rectangular...\": a round picture becomes a panorama",
               options, words);
     addFilter(app, "wrap", "\"Rectangular to Polar...\": a panorama becomes a round picture",

@@ -38,3 +38,10 @@ bool contains(const Rectangle& outer, const Rectangle& inner) {
            inner.height <= outer.height && inner.x <= outer.width - inner.width &&
            inner.y <= outer.height - inner.height;
 }
+
+Rectangle nearestIn(const Rectangle& outer, const Rectangle& inner) {
+    const QzLong width = std::min(inner.width, outer.width);
+    const QzLong height = std::min(inner.height, outer.height);
+    return {std::clamp(inner.x, QzLong{0}, outer.width - width),
+            std::clamp(inner.y, QzLong{0}, outer.height - height), width, height};
+}

@@ -21,3 +21,6 @@ Rectangle intersection(const Rectangle& a, const Rectangle& b);
 
 // Whether all of `inner` lies in `outer`, which begins at (0, 0).
 bool contains(const Rectangle& outer, const Rectangle& inner);
+
+// `inner`, moved and then cut as little as it takes to lie in `outer`, which begins at (0, 0).
+Rectangle nearestIn(const Rectangle& outer, const Rectangle& inner);

@@ -34,7 +34,9 @@ Rectangle within(const Rectangle& picture, const std::optional<Rectangle>& asked
     const Rectangle rectangle = asked.value_or(picture);
     if (!contains(picture, rectangle))
         throw FileError(file, std::string(option) + " " + toText(rectangle) +
-                                  " lies outside the picture " + toText(picture));
+                                  " lies outside the picture " + toText(picture) +
+                                  "; the nearest inside is " +
+                                  toText(nearestIn(picture, rectangle)));
     return rectangle;
 }
 
