@@ -198,8 +198,8 @@ ParsedCommandLine parseCommandLine(int argc, char** argv) {
     Words words;
     CLI::App app(examples, "polar");
     app.set_version_flag("--version", "polar " POLAR_VERSION);
-    app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
     app.require_subcommand(1);
+    app.get_formatter()->column_width(32);
     app.get_formatter()->label("Positionals", "Arguments");
     app.get_formatter()->label("REQUIRED", "(required)");
     addFilter(app, "unwrap", "\"Polar to Rectangular...\": a round picture becomes a panorama",
