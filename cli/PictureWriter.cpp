@@ -168,6 +168,19 @@ void writeNameIntoDpx(const std::filesystem::path& written, const std::filesyste
         throw FileError(file, "cannot be written: its header stays incomplete");
 }
 
+// Some writers do not see that the system stores no more. Where a file ends too early, its first or
+// its last row is not there, whichever the format puts last.
+void requireBothEnds(const std::filesystem::path& written, const std::filesystem::path& file) {
+    const auto input = OIIO::ImageInput::open(written.string());
+    const auto hasRow = [&](int y) {
+        std::vector<float> samples(
+            static_cast<std::size_t>(input->spec().width * input->spec().nchannels));
+        return input->read_scanline(y, 0, OIIO::TypeDesc::FLOAT, samples.data());
+    };
+    if (!input || !hasRow(input->spec().y) || !hasRow(input->spec().y + input->spec().height - 1))
+        throw FileError(file, "cannot be written: the system does not store all of it");
+}
+
 }  // namespace
 
 PictureWriter::PictureWriter(const std::filesystem::path& file)
@@ -204,7 +217,10 @@ void PictureWriter::write(const QzBitmap& bitmap, const Rectangle& region,
     require(output_->write_image(typeOf(samples), dataOf(samples)));
     require(output_->close());
     if (isOneOf(output_->format_name(), {"dpx"})) writeNameIntoDpx(temporary_.path(), file_);
-    if (checked_ == nullptr) temporary_.reserveSpace();
+    if (checked_ == nullptr) {
+        temporary_.reserveSpace();
+        requireBothEnds(temporary_.path(), file_);
+    }
     messages.detail(file_, std::string(output_->format_name()) + " of " + spec.format.c_str());
     temporary_.moveToTarget();
 }

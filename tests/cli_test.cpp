@@ -230,12 +230,18 @@ TEST_F(Cli, FileWithoutPermissionGivesOneLine) {
     runBadly("wrap in.png -o o.png", 1, "in.png: not a readable picture: ");
 }
 
+// The system stores no more, early or late, whether the writer looks or not.
 TEST_F(Cli, FullDiskKeepsWhatWasThere) {
+    const std::vector<std::string> types{"png", "jpg", "tif", "exr", "dpx", "bmp", "sgi", "webp"};
     save("in.tif", OIIO::ImageSpec(150, 150, 4, TypeDesc::UINT16), scattered(22500, 65535, 4));
+    for (const std::string& type : types)
+        for (const std::string blocks : {"1", "16"})
+            runBadly("wrap -q in.tif -o o." + type, 1,
+                     "o." + type + ": cannot be written: ", "ulimit -f " + blocks + ";");
     fs::create_directory(folder / "disk");
     if (mount("none", (folder / "disk").c_str(), "tmpfs", 0, "size=12k") != 0)
         GTEST_SKIP() << "a small disk cannot be mounted: " << std::strerror(errno);
-    for (const std::string type : {"png", "jpg", "tif", "exr", "dpx", "bmp", "sgi"}) {
+    for (const std::string& type : types) {
         const fs::path file = folder / "disk" / ("o." + type);
         std::ofstream(file) << "old";
         runBadly("wrap -q in.tif -o disk/o." + type, 1, "disk/o." + type + ": cannot be written: ");
