@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "pixels/QzBuffer.h"
+#include "pixels/rounding.h"
 
 namespace {
 
@@ -15,6 +16,11 @@ constexpr double sampleUnit = std::is_integral_v<Sample> ? std::numeric_limits<S
 template <class Pixel>
 constexpr double pixelUnit = std::is_integral_v<typename Pixel::Component> ? Pixel::maxValue : 1.0;
 
+// Whether components are the same numbers in both, as most are: those are copied.
+template <class Pixel, class Sample>
+constexpr bool sameScale =
+    std::is_same_v<typename Pixel::Component, Sample>&& sampleUnit<Sample> == pixelUnit<Pixel>;
+
 template <class Value>
 Value quantize(double value, double unit) {
     if constexpr (std::is_floating_point_v<Value>) {
@@ -22,7 +28,7 @@ Value quantize(double value, double unit) {
     } else {
         const double scaled = value * unit;
         if (!(scaled > 0)) return 0;  // what is not a number, too
-        return static_cast<Value>(std::lround(std::min(scaled, unit)));
+        return static_cast<Value>(roundToLong(std::min(scaled, unit)));
     }
 }
 
@@ -36,25 +42,31 @@ double colourFactor(Alpha alpha, double a) {
 
 template <class Pixel, class Sample>
 void toPixel(const Sample* in, const Channels& channels, Alpha alpha, Pixel& out) {
-    const auto read = [in](int place) { return in[place] / sampleUnit<Sample>; };
-    const double a = channels.alpha < 0 ? 1.0 : read(channels.alpha);
-    const double divisor = colourFactor(alpha, a);
-    const auto write = [](double value) {
-        return quantize<typename Pixel::Component>(value, pixelUnit<Pixel>);
+    using Component = typename Pixel::Component;
+    const auto convert = [](Sample sample, double divisor) {
+        if constexpr (sameScale<Pixel, Sample>)
+            if (divisor == 1) return sample;
+        return quantize<Component>(sample / sampleUnit<Sample> / divisor, pixelUnit<Pixel>);
     };
-    out.store({write(read(channels.r) / divisor), write(read(channels.g) / divisor),
-               write(read(channels.b) / divisor), write(a)});
+    const auto opaque = static_cast<Sample>(sampleUnit<Sample>);
+    const Sample a = channels.alpha < 0 ? opaque : in[channels.alpha];
+    const double divisor = colourFactor(alpha, a / sampleUnit<Sample>);
+    out.store({convert(in[channels.r], divisor), convert(in[channels.g], divisor),
+               convert(in[channels.b], divisor), convert(a, 1)});
 }
 
 // Returns the place after the samples written.
 template <class Pixel, class Sample>
 Sample* fromPixel(const Pixel& in, Alpha alpha, Sample* out) {
+    const auto convert = [](typename Pixel::Component component, double factor) {
+        if constexpr (sameScale<Pixel, Sample>)
+            if (factor == 1) return component;
+        return quantize<Sample>(component / pixelUnit<Pixel> * factor, sampleUnit<Sample>);
+    };
     const auto pixel = in.load();
-    const double a = pixel.a / pixelUnit<Pixel>;
-    const double factor = colourFactor(alpha, a);
-    for (const auto component : {pixel.r, pixel.g, pixel.b})
-        *out++ = quantize<Sample>(component / pixelUnit<Pixel> * factor, sampleUnit<Sample>);
-    if (alpha != Alpha::overBlack) *out++ = quantize<Sample>(a, sampleUnit<Sample>);
+    const double factor = colourFactor(alpha, pixel.a / pixelUnit<Pixel>);
+    for (const auto component : {pixel.r, pixel.g, pixel.b}) *out++ = convert(component, factor);
+    if (alpha != Alpha::overBlack) *out++ = convert(pixel.a, 1);
     return out;
 }
 
