@@ -9,6 +9,7 @@
 
 #include "cli/Picture.h"
 #include "cli/imageLibrary.h"
+#include "cli/nearestWord.h"
 #include "pixels/QzBuffer.h"
 
 namespace {
@@ -168,6 +169,14 @@ void writeNameIntoDpx(const std::filesystem::path& written, const std::filesyste
         throw FileError(file, "cannot be written: its header stays incomplete");
 }
 
+// Of all files that the picture library knows.
+std::vector<std::string> extensions() {
+    std::vector<std::string> all;
+    for (const auto& format : OIIO::get_extension_map())
+        all.insert(all.end(), format.second.begin(), format.second.end());
+    return all;
+}
+
 // Some writers do not see that the system stores no more. Where a file ends too early, its first or
 // its last row is not there, whichever the format puts last.
 void requireBothEnds(const std::filesystem::path& written, const std::filesystem::path& file) {
@@ -185,9 +194,12 @@ void requireBothEnds(const std::filesystem::path& written, const std::filesystem
 
 PictureWriter::PictureWriter(const std::filesystem::path& file)
     : file_(file), temporary_(file), output_(OIIO::ImageOutput::create(file.string())) {
-    if (!output_)
+    if (!output_) {
+        const std::string extension =
+            file.extension().string().substr(file.has_extension() ? 1 : 0);
         throw FileError(file, "no picture format that can be written has the extension \"" +
-                                  file.extension().string() + "\"");
+                                  extension + "\"" + suggestion(extension, extensions()));
+    }
     // libtiff also reads what it has written, and looks for itself.
     if (output_->supports("ioproxy") && !isOneOf(output_->format_name(), {"tiff"})) {
         checked_ = std::make_unique<CheckedFile>(temporary_.path().string());

@@ -170,7 +170,7 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
          "in.png: --source 17x8+0+0 lies outside the picture 16x8+0+0; the nearest inside is 16x8"},
         {"wrap in.png -o o.png --region 4x9+13+1", 1, "the nearest inside is 4x8+12+0"},
         {"wrap in.png -o o.png --region 1x1+0+2147483647", 1, "1x1+0+2147483647 lies outside"},
-        {"unwrap in.png -o o.xyz", 1, "o.xyz: no picture format"},
+        {"unwrap in.png -o o.exrr", 1, "the extension \"exrr\"; did you mean exr?"},
         {"unwrap in.png -o none/o.png", 1, "none/o.png: cannot be written: No such file or dir"},
         {"unwrap in.png -o folder.png", 1, "folder.png: cannot be written: Is a directory"},
         {"unwrap in.png -o in.png", 1, "in.png: is the input; --overwrite"},
