@@ -41,20 +41,3 @@ TestInstance::TestInstance(QzLong filterIndex, unsigned char fill, VexHandler fr
     record.Params = nullptr;
     qzlib = TestQzLib();
 }
-
-void TestInstance::prepare(QzBitmap& input, QzBitmap& output, const QzRect& source,
-                           const QzRect& region, QzLong sampling) {
-    record.InputBitmap = &input;
-    record.OutputBitmap = &output;
-    record.SourceRect = source;
-    record.OutputRegion = region;
-    record.SamplingWord = sampling;
-    require(entry(2) == 1 && execute(10) == 1, "setup and prepare succeed");
-}
-
-void TestInstance::render(QzBitmap& input, QzBitmap& output, const QzRect& source,
-                          const QzRect& region, QzLong sampling) {
-    prepare(input, output, source, region, sampling);
-    require(execute(11) == 1, "apply succeeds");
-    require(execute(12) == 1 && entry(3) == 1, "finished and cleanup succeed");
-}

@@ -35,6 +35,16 @@ std::vector<unsigned char> bytesOf(const Record& record) {
     return bytes;
 }
 
+// Fills in what a render is asked for.
+inline void describe(VexFilterInstance& record, QzBitmap& input, QzBitmap& output,
+                     const QzRect& source, const QzRect& region, QzLong sampling) {
+    record.InputBitmap = &input;
+    record.OutputBitmap = &output;
+    record.SourceRect = source;
+    record.OutputRegion = region;
+    record.SamplingWord = sampling;
+}
+
 // Memory with an unmapped page before and after it; it touches the first or, `atEnd`, the second.
 class GuardedMemory {
   public:
@@ -60,15 +70,20 @@ struct TestBitmap {
 
     explicit TestBitmap(const QzRect& place, QzLong padding = 0, bool atEnd = true)
         : memory(bytes(place, padding), atEnd) {
-        std::memset(memory.begin(), 0xA5, static_cast<std::size_t>(memory.end() - memory.begin()));
-        record.rowLength = std::clamp<QzLong>(place.width, 0, 4096) + padding;
+        std::fill(memory.begin(), memory.end(), '\xA5');
         record.bitmapType = Buffer::bitmapType;
-        const std::int64_t before = std::int64_t{place.y} * record.rowLength + place.x;
+        setPitch(place, std::clamp<QzLong>(place.width, 0, 4096) + padding);
+    }
+
+    // Lays the rows of `place` out anew, in the same memory: upwards, or so that they overlap.
+    void setPitch(const QzRect& place, QzLong pitch) {
+        const std::int64_t lowest = pitch < 0 ? (std::int64_t{1} - place.height) * pitch : 0;
+        const std::int64_t before = std::int64_t{place.y} * pitch + place.x - lowest;
+        record.rowLength = pitch;
         record.pixels =
             reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(memory.begin()) -
                                     static_cast<std::uintptr_t>(before) * sizeof(Pixel));
     }
-
     Pixel& at(std::int64_t column, std::int64_t row) {
         const Buffer view(record);
         return *view.at(view.index(column, row));
@@ -98,12 +113,14 @@ struct TestInstance {
 
     QzLong entry(QzULong selector) { return entryPoint(&record, selector); }
     QzLong execute(QzULong selector) { return record.ExecuteHandler(&record, selector); }
-    // Setup and prepare.
-    void prepare(QzBitmap& input, QzBitmap& output, const QzRect& source, const QzRect& region,
-                 QzLong sampling);
+    // Setup and prepare, of a render that is described.
+    void prepare() { require(entry(2) == 1 && execute(10) == 1, "setup and prepare succeed"); }
     // All of a life with one apply, which must succeed.
-    void render(QzBitmap& input, QzBitmap& output, const QzRect& source, const QzRect& region,
-                QzLong sampling);
+    void render() {
+        prepare();
+        require(execute(11) == 1, "apply succeeds");
+        require(execute(12) == 1 && entry(3) == 1, "finished and cleanup succeed");
+    }
 
     VexHandler entryPoint;
     VexFilterInstance record;

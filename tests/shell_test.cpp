@@ -8,61 +8,57 @@ namespace {
 
 using Calls = std::vector<TestQzLib::Call>;
 
-// A whole life. After each request the record must hold what that request writes and otherwise,
-// byte for byte, what the host left in it.
+// After each request the record must hold what that request writes and otherwise, byte for byte,
+// what the host left in it.
 TEST(Shell, WritesItsFieldsAndNothingElse) {
-    for (const unsigned char fill : {'\0', '\xC3'})
-        for (const QzLong filterIndex : {0, 1, 7, -1}) {
-            SCOPED_TRACE(filterIndex);
-            const bool unwraps = filterIndex == 0;
-            TestInstance instance(filterIndex, fill);
-            VexFilterInstance& record = instance.record;
-            VexFilterInstance expected;
-            std::memcpy(static_cast<void*>(&expected), &record, sizeof record);
+    for (const auto& [filterIndex, fill] :
+         {std::pair<QzLong, int>{0, 0}, {0, 0xC3}, {1, 0}, {7, 0xC3}, {-1, 0}}) {
+        SCOPED_TRACE(filterIndex);
+        const bool unwraps = filterIndex == 0;
+        TestInstance instance(filterIndex, static_cast<unsigned char>(fill));
+        VexFilterInstance& record = instance.record;
+        VexFilterInstance expected;
+        std::memcpy(static_cast<void*>(&expected), &record, sizeof record);
 
-            for (const QzULong unknown : {0u, 4u, 10u, 0x80000001u})
-                EXPECT_EQ(instance.entry(unknown), 1);
-            EXPECT_EQ(bytesOf(record), bytesOf(expected));
+        for (const QzULong unknown : {0u, 4u, 10u, 0x80000001u})
+            EXPECT_EQ(instance.entry(unknown), 1);
+        EXPECT_EQ(bytesOf(record), bytesOf(expected));
 
-            EXPECT_EQ(instance.entry(1), 1);
-            EXPECT_STREQ(record.Name,
-                         unwraps ? "Polar to Rectangular..." : "Rectangular to Polar...");
-            EXPECT_STREQ(record.Category, "Distort");
-            expected.Name = record.Name;
-            expected.Category = record.Category;
-            expected.InfoWord4 = expected.InfoWord16 = expected.InitWord40 = 2;
-            expected.InfoWord20 = 0;
-            expected.InitWord36 = 1;
-            expected.InfoId92 = unwraps ? 30070 : 30072;
-            expected.InfoId96 = 30004;
-            EXPECT_EQ(bytesOf(record), bytesOf(expected));
+        EXPECT_EQ(instance.entry(1), 1);
+        EXPECT_STREQ(record.Name, unwraps ? "Polar to Rectangular..." : "Rectangular to Polar...");
+        EXPECT_STREQ(record.Category, "Distort");
+        expected.Name = record.Name;
+        expected.Category = record.Category;
+        expected.InfoWord4 = expected.InfoWord16 = expected.InitWord40 = 2;
+        expected.InfoWord20 = 0;
+        expected.InitWord36 = 1;
+        expected.InfoId92 = unwraps ? 30070 : 30072;
+        expected.InfoId96 = 30004;
+        EXPECT_EQ(bytesOf(record), bytesOf(expected));
 
-            EXPECT_EQ(instance.entry(2), 1);
-            Parameters* const params = expected.Params = record.Params;
-            expected.InitHandler = record.InitHandler;
-            expected.ExecuteHandler = record.ExecuteHandler;
-            expected.SetupValue72 = 1.0;
-            EXPECT_EQ(bytesOf(record), bytesOf(expected));
-            EXPECT_EQ(instance.qzlib.calls, (Calls{{"AllocMemQz", params, 4},
-                                                   {"Service16", params, 12, unwraps ? 0u : 1u}}));
+        EXPECT_EQ(instance.entry(2), 1);
+        Parameters* const params = expected.Params = record.Params;
+        expected.InitHandler = record.InitHandler;
+        expected.ExecuteHandler = record.ExecuteHandler;
+        expected.SetupValue72 = 1.0;
+        EXPECT_EQ(bytesOf(record), bytesOf(expected));
 
-            for (const QzULong selector : {0u, 3u, 9u, 13u, 15u, 0x8000000Au})
-                EXPECT_EQ(instance.execute(selector), 1);
-            for (const QzULong query : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 0xFFFFFFFFu}) {
-                QzLong answer[3] = {-1, -1, -1};
-                expected.QuerySelector = record.QuerySelector = query;
-                expected.QueryResult = record.QueryResult = &answer[1];
-                EXPECT_EQ(instance.execute(14), 1);
-                EXPECT_EQ(answer[0] + answer[2], -2);
-                EXPECT_EQ(answer[1], query == 5 ? 32767 : -1);
-            }
-            EXPECT_EQ(bytesOf(record), bytesOf(expected));
-
-            EXPECT_EQ(record.InitHandler(&record, 3), 1);
-            EXPECT_EQ(bytesOf(record), bytesOf(expected));
-            EXPECT_EQ(instance.qzlib.calls.back(), (TestQzLib::Call{"FreeMemQz", params}));
-            EXPECT_EQ(instance.qzlib.calls.size(), 3u);
+        for (const QzULong selector : {0u, 3u, 9u, 13u, 15u, 0x8000000Au})
+            EXPECT_EQ(instance.execute(selector), 1);
+        for (const QzULong query : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 0xFFFFFFFFu}) {
+            QzLong answer[3] = {-1, -1, -1};
+            expected.QuerySelector = record.QuerySelector = query;
+            expected.QueryResult = record.QueryResult = &answer[1];
+            EXPECT_EQ(instance.execute(14), 1);
+            EXPECT_EQ(answer[0] + answer[2], -2);
+            EXPECT_EQ(answer[1], query == 5 ? 32767 : -1);
         }
+        EXPECT_EQ(record.InitHandler(&record, 3), 1);
+        EXPECT_EQ(bytesOf(record), bytesOf(expected));
+        EXPECT_EQ(instance.qzlib.calls, (Calls{{"AllocMemQz", params, 4},
+                                               {"Service16", params, 12, unwraps ? 0u : 1u},
+                                               {"FreeMemQz", params}}));
+    }
     EXPECT_EQ(exported<QzLong (*)()>("ExecuteTest")(), 0);
 }
 
@@ -70,7 +66,6 @@ TEST(Shell, FailedSetupLeavesTheHandlers) {
     TestInstance instance(1);
     Parameters earlier{};
     instance.record.Params = &earlier;
-    instance.record.SetupValue72 = 0.0;
     instance.qzlib.failing = {0};
     EXPECT_EQ(instance.entry(2), 0);
     EXPECT_EQ(instance.record.Params, &earlier);
@@ -80,10 +75,14 @@ TEST(Shell, FailedSetupLeavesTheHandlers) {
     // Cleaning up hands on even the null pointer.
     EXPECT_EQ(instance.record.InitHandler(&instance.record, 3), 1);
     EXPECT_EQ(instance.qzlib.calls, (Calls{{"AllocMemQz", nullptr, 4}, {"FreeMemQz", nullptr}}));
+    // What Service16 throws reaches the host.
+    instance.qzlib.throwing = {3};
+    EXPECT_THROW(instance.entry(2), TestQzLib::Fault);
 }
 
 TEST(Shell, KeepsEnginesInTheHostsMemory) {
     for (unsigned code = 0; code < 256; ++code) {
+        SCOPED_TRACE(code);
         TestInstance instance(0);
         EXPECT_EQ(instance.entry(2), 1);
         instance.qzlib.calls.clear();
@@ -91,7 +90,7 @@ TEST(Shell, KeepsEnginesInTheHostsMemory) {
         bitmap.bitmapType = static_cast<unsigned char>(code);
         instance.record.OutputBitmap = &bitmap;
         const bool known = code >= 1 && code <= 5;
-        EXPECT_EQ(instance.execute(10), known ? 1 : 0) << code;
+        EXPECT_EQ(instance.execute(10), known ? 1 : 0);
         const VexFilterEngine* const engine = instance.record.Engine;
         EXPECT_EQ(engine != nullptr, known);
         EXPECT_EQ(instance.execute(12), 1);
@@ -102,7 +101,6 @@ TEST(Shell, KeepsEnginesInTheHostsMemory) {
         instance.qzlib.failing = {2};
         EXPECT_EQ(instance.execute(10), 0);
         EXPECT_EQ(instance.record.Engine, nullptr);
-        EXPECT_EQ(instance.entry(3), 1);
     }
 }
 
@@ -124,18 +122,16 @@ TEST(Shell, WrapsTheServices) {
 }
 
 TEST(Tables, AreAskedForAndReturnedInOrder) {
-    const QzLong tooWide = 0x20000000;
-    struct Case {
+    constexpr QzLong tooWide = 0x20000000;
+    const struct {
         QzLong filterIndex, sourceWidth, regionWidth, regionHeight;
         std::set<std::size_t> failing;
         QzLong status;
         std::vector<QzULong> requests;
-        std::vector<int> returns;  // which request's block; of a failed one, null
-    };
-    const std::vector<Case> cases{
+        std::vector<std::size_t> returns;  // which request's block; of a failed one, null
+    } cases[] = {
         {0, 8, 5, 2, {}, 1, {40, 40}, {1, 0}},
         {0, 8, 5, 0, {}, 1, {40, 40}, {1, 0}},
-        {0, 8, 0, 2, {}, 1, {0, 0}, {1, 0}},
         {0, 8, -1, 2, {}, 1, {0xFFFFFFF8, 0xFFFFFFF8}, {1, 0}},
         {0, 8, 5, 2, {0}, 0, {40, 40}, {0, 1}},
         {0, 8, 5, 2, {1}, 0, {40, 40}, {0, 1}},
@@ -143,62 +139,48 @@ TEST(Tables, AreAskedForAndReturnedInOrder) {
         {0, 8, tooWide, 2, {}, 0, {}, {}},
         {0, 8, tooWide - 1, 0, {}, 1, {0xFFFFFFF8, 0xFFFFFFF8}, {1, 0}},
         {1, 8, 5, 2, {}, 1, {64}, {0}},
-        {1, 8, 5, -3, {}, 1, {64}, {0}},
         {1, 8, -2, 2, {}, 1, {64}, {0}},
         {1, 8, 11, 2, {}, 1, {88}, {0}},
-        {1, 8, -1, 2, {0}, 0, {64}, {}},
+        {1, 8, 5, 2, {0}, 0, {64}, {}},
         {1, tooWide, 5, 2, {}, 0, {}, {}},
         {1, tooWide - 1, 5, 0, {}, 1, {0xFFFFFFF8}, {0}},
         {1, 8, tooWide, 2, {}, 0, {}, {}},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(&c - cases.data());
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
         TestBitmap<QzBufferRGBA8> input({0, 0, 8, 4}), output({0, 0, 11, 4});
-        const TestBitmap<QzBufferRGBA8> untouched({0, 0, 11, 4});
-        std::fill(input.memory.begin(), input.memory.end(), '\x3C');
         TestInstance instance(c.filterIndex);
-        instance.prepare(input.record, output.record, {0, 0, c.sourceWidth, 4},
-                         {0, 0, c.regionWidth, c.regionHeight}, 0);
+        describe(instance.record, input.record, output.record, {0, 0, c.sourceWidth, 4},
+                 {0, 0, c.regionWidth, c.regionHeight}, 0);
+        instance.prepare();
         auto& lib = instance.qzlib;
         lib.calls.clear();
         lib.failing = c.failing;
         EXPECT_EQ(instance.execute(11), c.status);
-        const bool empty = c.regionWidth <= 0 || c.regionHeight <= 0;
-        EXPECT_EQ(output == untouched, c.status == 0 || empty);
         Calls expected;
         ASSERT_GE(lib.calls.size(), c.requests.size());
         for (const QzULong size : c.requests)
             expected.push_back({"AllocMemQz", lib.calls[expected.size()].block, size});
-        for (const int request : c.returns)
-            expected.push_back({"FreeMemQz", lib.calls[static_cast<std::size_t>(request)].block});
+        for (const std::size_t request : c.returns)
+            expected.push_back({"FreeMemQz", lib.calls[request].block});
         EXPECT_EQ(lib.calls, expected);
-        EXPECT_EQ(instance.execute(12), 1);
-        EXPECT_EQ(instance.entry(3), 1);
-    }
-}
 
-TEST(Faults, OfARenderReachTheHost) {
-    const std::vector<std::pair<QzLong, std::size_t>> places{{0, 0}, {0, 1}, {0, 2},
-                                                             {0, 3}, {1, 0}, {1, 1}};
-    for (const auto& [filterIndex, faulty] : places) {
-        TestBitmap<QzBufferRGBA16> input({0, 0, 8, 4}), output({0, 0, 8, 4});
-        TestInstance instance(filterIndex);
-        instance.prepare(input.record, output.record, {0, 0, 8, 4}, {0, 0, 8, 4}, 0);
-        instance.qzlib.calls.clear();
-        instance.qzlib.throwing = {faulty};
-        EXPECT_THROW(instance.execute(11), TestQzLib::Fault);
-        EXPECT_EQ(instance.qzlib.calls.size(), faulty + 1);
+        // What any of these calls throws reaches the host, which sees no further one.
+        for (std::size_t faulty = 0; faulty < expected.size(); ++faulty) {
+            lib.calls.clear();
+            lib.throwing = {faulty};
+            EXPECT_THROW(instance.execute(11), TestQzLib::Fault);
+            EXPECT_EQ(lib.calls.size(), faulty + 1);
+        }
     }
-    TestInstance instance(0);
-    instance.qzlib.throwing = {1};
-    EXPECT_THROW(instance.entry(2), TestQzLib::Fault);  // of Service16
 }
 
 TEST(Faults, OfCreationAndReleaseEndTheProcess) {
     for (const QzULong selector : {2u, 3u, 10u, 12u}) {
         TestBitmap<QzBufferRGBA8> bitmap({0, 0, 1, 1});
         TestInstance instance(0);
-        instance.prepare(bitmap.record, bitmap.record, {0, 0, 1, 1}, {0, 0, 1, 1}, 0);
+        instance.record.OutputBitmap = &bitmap.record;
+        instance.prepare();
         instance.qzlib.throwing = {instance.qzlib.calls.size()};
         const auto request = [&] {
             try {
@@ -213,17 +195,15 @@ TEST(Faults, OfCreationAndReleaseEndTheProcess) {
 
 TEST(Faults, ForeignSupportLibraryEndsTheProcess) {
     const std::string names[] = {"AllocMem", "FreeMem", "AllocBitmap"};
-    for (unsigned foreign = 1; foreign < 8; ++foreign) {
+    for (const unsigned first : {0u, 1u, 2u}) {
         TestInstance instance(0);
         EXPECT_EQ(instance.entry(2), 1);
-        if (foreign & 1) instance.services.AllocMem = nullptr;
-        if (foreign & 2) instance.services.FreeMem = nullptr;
-        if (foreign & 4) instance.services.AllocBitmap = nullptr;
-        const int first = std::countr_zero(foreign);
-        const std::string& name = names[first];
+        if (first == 0) instance.services.AllocMem = [](auto, auto) -> void* { return nullptr; };
+        if (first <= 1) instance.services.FreeMem = [](auto) {};
+        instance.services.AllocBitmap = nullptr;
         const std::string line = "^Source/FILTMAIN:" + std::to_string(219 + first) +
-                                 ": failed assertion `filterInstance->FilterInfo->" + name +
-                                 " == " + name +
+                                 ": failed assertion `filterInstance->FilterInfo->" + names[first] +
+                                 " == " + names[first] +
                                  "Qz'\n(qemu: [^\n]*\n)?$";  // an emulator adds its own
         for (const QzULong selector : {0u, 1u, 3u})
             EXPECT_EXIT(instance.entry(selector), testing::KilledBySignal(SIGABRT), line);
