@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bitset>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -11,184 +12,159 @@
 
 namespace {
 
-using Bytes = std::vector<int>;
-
-Bytes bytesOf10(int r, int g, int b, int a) {
-    return {r >> 2, (r & 0x03) << 6 | g >> 4, (g & 0x0F) << 4 | b >> 6, (b & 0x3F) << 2 | a >> 8,
-            a & 0xFF};
-}
-Bytes bytesOf12(int r, int g, int b, int a) {
-    return {r >> 4, (r & 0x0F) << 4 | g >> 8, g & 0xFF, b >> 4, (b & 0x0F) << 4 | a >> 8, a & 0xFF};
+// The components as one text of their bits, of each the low ones.
+template <std::size_t Bits, class... Component>
+std::string bitsOf(Component... components) {
+    return (std::bitset<Bits>(components).to_string() + ...);
 }
 
-// Every value of every component, beside ever changing neighbours.
-template <class Pixel>
-void expectPacks(Bytes (*expected)(int, int, int, int)) {
-    constexpr int max = Pixel::maxValue;
-    for (int v = 0; v <= max; ++v) {
-        const int others[] = {max - v, v * 37 & max, v * 101 & max};
-        for (const auto& [r, g, b, a] : {std::array{v, others[0], others[1], others[2]},
-                                         {others[0], v, others[1], others[2]},
-                                         {others[0], others[1], v, others[2]},
-                                         {others[0], others[1], others[2], v}}) {
-            using T = typename Pixel::Component;
-            const typename Pixel::Components components{T(r), T(g), T(b), T(a)};
-            Pixel pixel;
-            pixel.bytes.fill(0xFF);
-            pixel.store(components);
-            ASSERT_EQ(Bytes(pixel.bytes.begin(), pixel.bytes.end()), expected(r, g, b, a));
-            ASSERT_EQ(pixel.load(), components);
-        }
+// Every value of every component, beside ever changing neighbours, and values too large.
+template <class Pixel, std::size_t Bits>
+void expectPacks() {
+    using Component = typename Pixel::Component;
+    for (unsigned v = 0; v < 0x10000; ++v) {
+        Pixel pixel;
+        pixel.bytes.fill(0xFF);
+        pixel.store({Component(v), Component(~v), Component(v * 37), Component(v * 101)});
+        std::string stored;
+        for (const unsigned char byte : pixel.bytes) stored += bitsOf<8>(byte);
+        ASSERT_EQ(stored, bitsOf<Bits>(v, ~v, v * 37, v * 101));
+        const auto [r, g, b, a] = pixel.load();
+        ASSERT_EQ(stored, bitsOf<Bits>(r, g, b, a));
     }
 }
 
 TEST(Pixels, PackMostSignificantBitsFirst) {
-    expectPacks<QzBufferRGBA10::Pixel>(bytesOf10);
-    expectPacks<QzBufferRGBA12::Pixel>(bytesOf12);
+    expectPacks<QzBufferRGBA10::Pixel, 10>();
+    expectPacks<QzBufferRGBA12::Pixel, 12>();
 }
 
 TEST(Pixels, LieAsNativeComponents) {
-    QzBufferRGBA8::Pixel p8;
-    p8.store({1, 2, 3, 250});
-    EXPECT_EQ(Bytes(p8.bytes.begin(), p8.bytes.end()), (Bytes{1, 2, 3, 250}));
-    const unsigned short words[] = {0x1234, 0x5678, 0x9ABC, 0xFFFE};
-    QzBufferRGBA16::Pixel p16;
-    p16.store({0x1234, 0x5678, 0x9ABC, 0xFFFE});
-    EXPECT_EQ(bytesOf(p16), bytesOf(words));
-    const float floats[] = {-1.5f, 1e30f, 0.1f, 2.0f};
-    QzBufferRGBAFloat::Pixel pFloat;
-    pFloat.store({-1.5f, 1e30f, 0.1f, 2.0f});
-    EXPECT_EQ(bytesOf(pFloat), bytesOf(floats));
+    const auto expectBytes = [](auto pixel, auto r, auto g, auto b, auto a) {
+        pixel.store({r, g, b, a});
+        EXPECT_EQ(bytesOf(pixel), bytesOf(std::array{r, g, b, a}));
+    };
+    using Byte = unsigned char;
+    using Word = unsigned short;
+    expectBytes(QzBufferRGBA8::Pixel{}, Byte{1}, Byte{2}, Byte{3}, Byte{250});
+    expectBytes(QzBufferRGBA16::Pixel{}, Word{0x1234}, Word{0x5678}, Word{0x9ABC}, Word{0xFFFE});
+    expectBytes(QzBufferRGBAFloat::Pixel{}, -1.5f, 1e30f, 0.1f, 2.0f);
 }
 
 TEST(Rounding, MatchesTheLibraryAndSaturates) {
     constexpr double inf = std::numeric_limits<double>::infinity();
-    const QzLong lowest = std::numeric_limits<QzLong>::min(), highest = -(lowest + 1);
-    for (const double value : {2147483648.0, 1e300, inf}) {
-        EXPECT_EQ(roundPosition(value), highest);
-        EXPECT_EQ(floorPosition(value), highest);
-        EXPECT_EQ(roundPosition(-value), lowest);
-        EXPECT_EQ(floorPosition(-value), lowest);
-    }
+    constexpr QzLong lowest = std::numeric_limits<QzLong>::min(), highest = -(lowest + 1);
+    const auto expectRounds = [](double value) {
+        const double nearest = std::nearbyint(value), below = std::floor(value);
+        ASSERT_EQ(roundPosition(value), std::clamp<double>(nearest, lowest, highest)) << value;
+        ASSERT_EQ(floorPosition(value), std::clamp<double>(below, lowest, highest)) << value;
+    };
+    for (const double value : {inf, -inf, 1e300, -1e300}) expectRounds(value);
     EXPECT_EQ(roundPosition(std::nan("")), lowest);
     EXPECT_EQ(floorPosition(std::nan("")), lowest);
     std::mt19937 random(1);
     for (int i = 0; i < 100000; ++i) {
-        const double half = static_cast<QzLong>(random()) / 2 + (i % 2) * 0.5;
-        for (const double value : {half, std::nextafter(half, inf), std::nextafter(half, -inf)}) {
-            ASSERT_EQ(roundToLong(value), std::nearbyint(value));
-            ASSERT_EQ(roundPosition(value), std::nearbyint(value));
-            ASSERT_EQ(floorPosition(value), std::floor(value));
-        }
+        // Halves, and integers some of which are too large.
+        const double tie = std::ldexp(static_cast<QzLong>(random()), i % 3 - 1);
+        for (const double value : {tie, std::nextafter(tie, inf), std::nextafter(tie, -inf)})
+            expectRounds(value);
     }
+}
+
+template <class Buffer>
+auto sampled(double x, double y, TestBitmap<Buffer>& bitmap, const QzRect& bounds,
+             QzLong bilinear) {
+    typename Buffer::Pixel out;
+    get_bilinear_color_trans_T(x, y, Buffer(bitmap.record), bounds, &out, bilinear);
+    return out.load();
 }
 
 // Values of such different magnitude that any other order of operations gives another result.
 TEST(SamplerArithmetic, RoundsInOneOrder) {
-    const double close = 1.0 - std::ldexp(1.0, -30);
-    struct Case {
+    const double close = 1.0 - 0x1p-30;
+    const struct {
         double x, y;
         std::array<float, 4> alphas, colours;  // of the pixels at 00, 10, 01, 11
         float colour, alpha;
+    } cases[] = {
+        {.5, .5, {1, 1, 1, 1}, {1e20f, -1e20f, 1, 1}, 0.5f, 1},
+        {.5, .5, {1, 1, 1, 1}, {1, 1, 1e20f, -1e20f}, 0, 1},
+        {.5, .5, {1, 1, 1, 1}, {1, 1e20f, -1e20f, 1}, 0.25f, 1},
+        {.5, .5, {1, 1e20f, -1e20f, 1}, {0, 0, 0, 0}, 0, 0.25f},
+        {.5, .5, {1e20f, -1e20f, 1, 1}, {0, 0, 0, 0}, 0, 0.5f},
+        {.5, .0, {5, 1, 0, 0}, {0x1p60f, -5 * 0x1p60f, 0, 0}, 0, 3},  // by the reciprocal of 3
+        {close, close, {1, 0, 0, 0}, {1, 1, 1, 1}, 0, 0},
     };
-    for (const auto& c : {Case{.5, .5, {1, 1, 1, 1}, {1e20f, -1e20f, 1, 1}, 0.5f, 1},
-                          {.5, .5, {1, 1, 1, 1}, {1, 1, 1e20f, -1e20f}, 0, 1},
-                          {.5, .5, {1, 1, 1, 1}, {1, 1e20f, -1e20f, 1}, 0.25f, 1},
-                          {.5, .5, {1, 1e20f, -1e20f, 1}, {0, 0, 0, 0}, 0, 0.25f},
-                          {.5, .5, {1e20f, -1e20f, 1, 1}, {0, 0, 0, 0}, 0, 0.5f},
-                          {close, close, {1, 0, 0, 0}, {1, 1, 1, 1}, 0, 0}}) {
-        TestBitmap<QzBufferRGBAFloat> bitmap({0, 0, 2, 2});
+    for (const auto& [x, y, alphas, colours, colour, alpha] : cases) {
+        const QzRect all{0, 0, 2, 2};
+        TestBitmap<QzBufferRGBAFloat> bitmap(all);
         for (std::size_t i = 0; i < 4; ++i)
-            bitmap.at(i % 2, i / 2).store({c.colours[i], 0, 0, c.alphas[i]});
-        QzBufferRGBAFloat::Pixel out;
-        get_bilinear_color_trans_T(c.x, c.y, QzBufferRGBAFloat(bitmap.record), {0, 0, 2, 2}, &out,
-                                   1);
-        EXPECT_EQ(out.load(), (QzComponents<float>{c.colour, 0, 0, c.alpha}));
+            bitmap.at(i % 2, i / 2).store({colours[i], 0, 0, alphas[i]});
+        EXPECT_EQ(sampled(x, y, bitmap, all, 1), (QzComponents<float>{colour, 0, 0, alpha}));
     }
-    // 49 times the reciprocal of 49 is a little less than 1.
-    TestBitmap<QzBufferRGBA8> bitmap({0, 0, 2, 1});
-    bitmap.at(0, 0).store({1, 0, 0, 49});
-    bitmap.at(1, 0).store({2, 0, 0, 49});
-    QzBufferRGBA8::Pixel out;
-    get_bilinear_color_trans_T(.5, 0., QzBufferRGBA8(bitmap.record), {0, 0, 2, 1}, &out, 1);
-    EXPECT_EQ(out.load(), (QzComponents<unsigned char>{1, 0, 0, 49}));
 }
-
-template <class... Types>
-testing::Types<Types...> asTestTypes(QzTypeList<Types...>);
 
 template <class Buffer>
 struct Sampler : testing::Test {};
-using AllFormats = decltype(asTestTypes(QzFormats{}));
-TYPED_TEST_SUITE(Sampler, AllFormats);
+using Formats = testing::Types<QzBufferRGBA8, QzBufferRGBA10, QzBufferRGBA12, QzBufferRGBA16,
+                               QzBufferRGBAFloat>;
+TYPED_TEST_SUITE(Sampler, Formats);
 
 // Pixel (c, r) holds (20c, 10r, 50) at alpha 255; column 6 is transparent red, column 7 half so.
 TYPED_TEST(Sampler, GivesTheValuesWorkedOut) {
-    using Pixel = typename TypeParam::Pixel;
-    using Component = typename Pixel::Component;
+    using Component = typename TypeParam::Pixel::Component;
     TestBitmap<TypeParam> bitmap({0, 0, 12, 10}, 3);
     for (int r = 0; r < 10; ++r)
-        for (int c = 0; c < 12; ++c)
-            bitmap.at(c, r).store({Component(c == 6 ? 255 : 20 * c), Component(10 * r), 50,
-                                   Component(c == 6   ? 0
-                                             : c == 7 ? 128
-                                                      : 255)});
+        for (int c = 0; c < 12; ++c) {
+            const int red = c == 6 ? 255 : 20 * c, alpha = c == 6 ? 0 : c == 7 ? 128 : 255;
+            bitmap.at(c, r).store({Component(red), Component(10 * r), 50, Component(alpha)});
+        }
+    const auto stored = [](double value) {
+        constexpr bool isFloat = std::is_same_v<Component, float>;
+        return static_cast<Component>(isFloat ? value : std::nearbyint(value));
+    };
     constexpr double nan = std::numeric_limits<double>::quiet_NaN(), big = 4294967296.0;
-    struct Case {
+    constexpr QzLong most = std::numeric_limits<QzLong>::max();
+    const QzRect all{0, 0, 12, 10}, inner{2, 3, 3, 4}, negative{-5, -2, 5, 4}, low{0, 0, 12, -1};
+    const struct {
         QzRect bounds;
         double x, y;
         QzLong bilinear;
-        std::array<double, 4> expected;
+        double r, g, b, a;
+    } cases[] = {
+        {all, 3, 4, 1, 60, 40, 50, 255},           // exactly on a pixel
+        {all, 6, 4, 1, 0, 0, 0, 0},                // on a transparent one
+        {all, 6, 4, 0, 255, 40, 50, 0},            // which nearest copies as it is
+        {all, 3.25, 4.5, -7, 65, 45, 50, 255},     // between opaque pixels
+        {all, 0.125, 0.25, 1, 2.5, 2.5, 50, 255},  // ties go to even: 2
+        {all, 0.175, 0, 1, 3.5, 0, 50, 255},       // and to 4
+        {all, 5.25, 1, 1, 100, 10, 50, 191.25},    // transparent red does not tint
+        {all, 6.5, 1, 1, 140, 10, 50, 64},
+        {inner, 4, 6, 1, 80, 60, 50, 255},        // the last pixel; neighbours weigh nothing
+        {inner, 1.5, 2.5, 1, 40, 30, 50, 63.75},  // one neighbour of four
+        {inner, 4.25, 6.5, 1, 80, 60, 50, 95.625},
+        {inner, 1, 4, 1, 0, 0, 0, 0},
+        {inner, 5, 4, 1, 0, 0, 0, 0},
+        {inner, 3, 7, 1, 0, 0, 0, 0},
+        {inner, 2.5, 3.5, 0, 40, 40, 50, 255},  // halves to even
+        {inner, 3.5, 6.5, 0, 80, 60, 50, 255},
+        {inner, 1.5, 2.5, 0, 0, 0, 0, 0},
+        {negative, 4.75, 3, 1, 80, 30, 50, 63.75},  // a negative origin moves, it does not cut
+        {negative, -0.25, -0.5, 1, 0, 0, 50, 95.625},
+        {negative, -0.5, -0.5, 0, 0, 0, 50, 255},
+        {negative, 5, 0, 0, 0, 0, 0, 0},
+        {{7, 0, most, 10}, 11, 0, 0, 220, 0, 50, 255},
+        {low, 3, 0, 1, 0, 0, 0, 0},
+        {low, 3, 0, 0, 0, 0, 0, 0},
+        {all, nan, 2, 1, 0, 0, 0, 0},
+        {all, 2, nan, 0, 0, 0, 0, 0},
+        {all, big, 2, 0, 0, 0, 0, 0},  // whose low 32 bits would be column 0
+        {all, -1e308, big * big, 1, 0, 0, 0, 0},
     };
-    const QzRect all{0, 0, 12, 10}, inner{2, 3, 3, 4}, negative{-5, -2, 5, 4}, low{0, 0, 12, -1};
-    for (const auto& [bounds, x, y, bilinear, expected] : std::initializer_list<Case>{
-             {all, 3, 4, 1, {60, 40, 50, 255}},           // exactly on a pixel
-             {all, 6, 4, 1, {0, 0, 0, 0}},                // on a transparent one
-             {all, 6, 4, 0, {255, 40, 50, 0}},            // which nearest copies as it is
-             {all, 3.25, 4.5, -7, {65, 45, 50, 255}},     // between opaque pixels
-             {all, 0.125, 0.25, 1, {2.5, 2.5, 50, 255}},  // ties go to even: 2
-             {all, 0.175, 0, 1, {3.5, 0, 50, 255}},       // and to 4
-             {all, 5.25, 1, 1, {100, 10, 50, 191.25}},    // transparent red does not tint
-             {all, 6.5, 1, 1, {140, 10, 50, 64}},
-             {inner, 4, 6, 1, {80, 60, 50, 255}},  // the last pixel; neighbours weigh nothing
-             {inner, 4.25, 6, 1, {80, 60, 50, 191.25}},
-             {inner, 1.5, 3, 1, {40, 30, 50, 127.5}},
-             {inner, 1.5, 2.5, 1, {40, 30, 50, 63.75}},  // one neighbour of four
-             {inner, 4.5, 6.5, 1, {80, 60, 50, 63.75}},
-             {inner, 1, 4, 1, {0, 0, 0, 0}},
-             {inner, 5, 4, 1, {0, 0, 0, 0}},
-             {inner, 3, 7, 1, {0, 0, 0, 0}},
-             {inner, 2.5, 3.5, 0, {40, 40, 50, 255}},  // halves to even
-             {inner, 3.5, 4.5, 0, {80, 40, 50, 255}},
-             {inner, 4.5, 6.5, 0, {80, 60, 50, 255}},
-             {inner, 1.5, 3, 0, {40, 30, 50, 255}},
-             {inner, 2, 2.5, 0, {0, 0, 0, 0}},
-             {inner, 3, 6.51, 0, {0, 0, 0, 0}},
-             {negative, 4, 3, 1, {80, 30, 50, 255}},  // a negative origin moves, it does not cut
-             {negative, 4.75, 3, 1, {80, 30, 50, 63.75}},
-             {negative, -0.25, -0.5, 1, {0, 0, 50, 95.625}},
-             {negative, -0.5, -0.5, 0, {0, 0, 50, 255}},
-             {negative, 5, 0, 0, {0, 0, 0, 0}},
-             {{7, 0, std::numeric_limits<QzLong>::max(), 10}, 11, 0, 0, {220, 0, 50, 255}},
-             {low, 3, 0, 1, {0, 0, 0, 0}},
-             {low, 3, 0, 0, {0, 0, 0, 0}},
-             {all, nan, 2, 1, {0, 0, 0, 0}},
-             {all, 2, nan, 0, {0, 0, 0, 0}},
-             {all, big, 2, 0, {0, 0, 0, 0}},  // whose low 32 bits would be column 0
-             {all, 2, -big, 0, {0, 0, 0, 0}},
-             {all, 2, big, 1, {0, 0, 0, 0}},
-             {all, -1e308, big * big, 1, {0, 0, 0, 0}}}) {
-        Pixel out;
-        get_bilinear_color_trans_T(x, y, TypeParam(bitmap.record), bounds, &out, bilinear);
-        const auto [r, g, b, a] = out.load();
-        const std::array<double, 4> found{double(r), double(g), double(b), double(a)};
-        for (std::size_t i = 0; i < 4; ++i) {
-            const double stored =
-                std::is_same_v<Component, float> ? expected[i] : std::nearbyint(expected[i]);
-            EXPECT_FLOAT_EQ(static_cast<float>(found[i]), static_cast<float>(stored))
-                << x << ", " << y << ", bilinear " << bilinear << ", component " << i;
-        }
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(sampled(c.x, c.y, bitmap, c.bounds, c.bilinear),
+                  (QzComponents<Component>{stored(c.r), stored(c.g), stored(c.b), stored(c.a)}))
+            << c.x << ", " << c.y << ", bilinear " << c.bilinear;
 }
 
 }  // namespace
