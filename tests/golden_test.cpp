@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <bit>
 #include <type_traits>
 
@@ -55,7 +54,7 @@ std::uint32_t hashOfRender(QzLong filterIndex, QzLong sampling) {
 
 TEST(Golden, RendersAreWhatTheyWere) {
     // Unwrapped bilinearly and nearest, wrapped bilinearly and nearest.
-    const std::array<std::uint32_t, 4> hashes[] = {
+    const std::uint32_t hashes[][4] = {
         {0x7C6DB867, 0xA02E9324, 0x5459B5C0, 0x48FFB3B7},  // RGBA8
         {0xA129AE6E, 0x1D44C9B0, 0xEEF6D180, 0xDEC4E060},  // RGBA10
         {0x4E2E2104, 0x7F389E48, 0x21746ECE, 0x068F5E8B},  // RGBA12

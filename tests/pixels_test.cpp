@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bitset>
 #include <cmath>
 #include <limits>
