@@ -169,11 +169,14 @@ void writeNameIntoDpx(const std::filesystem::path& written, const std::filesyste
         throw FileError(file, "cannot be written: its header stays incomplete");
 }
 
-// Of all files that the picture library knows.
+// Of all files that the picture library writes.
 std::vector<std::string> extensions() {
     std::vector<std::string> all;
-    for (const auto& format : OIIO::get_extension_map())
-        all.insert(all.end(), format.second.begin(), format.second.end());
+    const auto known = OIIO::get_extension_map();
+    for (const std::string& format :
+         OIIO::Strutil::splits(OIIO::get_string_attribute("output_format_list"), ","))
+        if (const auto found = known.find(format); found != known.end())
+            all.insert(all.end(), found->second.begin(), found->second.end());
     return all;
 }
 
