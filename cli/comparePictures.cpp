@@ -28,9 +28,11 @@ Content load(const std::filesystem::path& file) {
     return content;
 }
 
-std::string sizeOf(const OIIO::ImageSpec& spec) {
-    return toText({spec.x, spec.y, spec.width, spec.height}) + " and channels " +
-           OIIO::Strutil::join(spec.channelnames, ",");
+// Where the pixels are, in which window, and what they are made of.
+std::string shapeOf(const OIIO::ImageSpec& spec) {
+    return toText({spec.x, spec.y, spec.width, spec.height}) + " of " +
+           toText({spec.full_x, spec.full_y, spec.full_width, spec.full_height}) +
+           " and channels " + OIIO::Strutil::join(spec.channelnames, ",");
 }
 
 double difference(float a, float b) {
@@ -64,9 +66,9 @@ Differences differences(const Content& a, const Content& b) {
 
 Comparison comparePictures(const Frame& pair, double tolerance) {
     const Content a = load(pair.input), b = load(pair.output);
-    if (sizeOf(a.spec) != sizeOf(b.spec))
+    if (shapeOf(a.spec) != shapeOf(b.spec))
         throw FileError(pair.output,
-                        sizeOf(b.spec) + "; " + pair.input.string() + " has " + sizeOf(a.spec));
+                        shapeOf(b.spec) + "; " + pair.input.string() + " has " + shapeOf(a.spec));
     const Differences found = differences(a, b);
     const auto pixels = a.spec.image_pixels();
     std::ostringstream report;

@@ -14,5 +14,5 @@ struct Comparison {
 };
 
 // Compares the samples of two files as they are in the files. Throws FileError where one cannot be
-// read or they differ in size or channels.
+// read or they differ in size, windows or channels.
 Comparison comparePictures(const Frame& pair, double tolerance);
