@@ -174,16 +174,18 @@ void takeWords(const Words& words, Options& options) {
         options.frames = listFrames(words.inputs, words.output, words.frames);
 }
 
-// What the user may have meant by the argument that was not expected.
-std::string suggestionFor(const CLI::App& app) {
+// What is wrong, beginning with an argument that was not expected, and what the user may have
+// meant.
+std::string complaint(const CLI::App& app, const CLI::ParseError& error) {
+    const auto rest = app.remaining(true);
+    if (rest.empty()) return error.what();
     std::vector<std::string> words;
     const auto chosen = app.get_subcommands();
     for (const CLI::App* const command : app.get_subcommands([](auto*) { return true; }))
         if (chosen.empty()) words.push_back(command->get_name());
     for (const CLI::Option* const option : (chosen.empty() ? &app : chosen.front())->get_options())
         for (const std::string& name : option->get_lnames()) words.push_back("--" + name);
-    const auto rest = app.remaining(true);
-    return rest.empty() ? "" : suggestion(rest.front(), words);
+    return rest.front() + " is not expected" + suggestion(rest.front(), words);
 }
 
 int wrongUsage(const std::string& reason) {
@@ -222,7 +224,7 @@ ParsedCommandLine parseCommandLine(int argc, char** argv) {
         takeWords(words, options);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return {{}, app.exit(error)};
-        return {{}, wrongUsage(error.what() + suggestionFor(app))};
+        return {{}, wrongUsage(complaint(app, error))};
     } catch (const UsageError& error) {
         return {{}, wrongUsage(error.what())};
     }
