@@ -67,8 +67,12 @@ OIIO::TypeDesc sampleType(std::string_view fileFormat, QzBitmapType format, bool
     }
 }
 
-// Floats go to those formats that have none as 16 bits, since the picture library would take 8.
-void avoidEightBits(std::string_view fileFormat, OIIO::ImageSpec& spec) {
+// Keeps the picture library from writing what its writers do not hold: they take 8 bits where they
+// have no floats, some would write halves as integers and one reads 8 bits as more.
+void avoidLosses(std::string_view fileFormat, OIIO::ImageSpec& spec) {
+    if (spec.format == OIIO::TypeDesc::HALF && !isOneOf(fileFormat, {"openexr", "tiff"}))
+        spec.set_format(OIIO::TypeDesc::FLOAT);
+    if (isOneOf(fileFormat, {"pnm"})) spec.erase_attribute("oiio:BitsPerSample");
     if (spec.format.is_floating_point() && isOneOf(fileFormat, {"png", "sgi", "jpeg2000", "iff"}))
         spec.set_format(OIIO::TypeDesc::UINT16);
 }
@@ -133,7 +137,7 @@ OIIO::ImageSpec describe(const OIIO::ImageOutput& output, const PictureReader& o
     if (format == QzBitmapTypeRGBA10 || format == QzBitmapTypeRGBA12)
         spec.attribute("oiio:BitsPerSample", static_cast<int>(bitsOf(format)));
     apply(settings, spec);
-    avoidEightBits(output.format_name(), spec);
+    avoidLosses(output.format_name(), spec);
     return spec;
 }
 
@@ -158,39 +162,56 @@ void warnOfLosses(const std::filesystem::path& file, const OIIO::ImageOutput& ou
                 (format == QzBitmapTypeRGBAFloat ? "floats" : std::to_string(bitsOf(format))));
 }
 
-// A DPX file holds its own name. Its writer puts in that of the temporary file, and no two runs
-// would give the same file.
-void writeNameIntoDpx(const std::filesystem::path& written, const std::filesystem::path& file) {
-    constexpr std::streamoff offset = 36;
-    char name[100]{};
-    file.filename().string().copy(name, sizeof name - 1);
-    std::fstream stream(written, std::ios::binary | std::ios::in | std::ios::out);
-    if (!stream.seekp(offset).write(name, sizeof name).flush())
-        throw FileError(file, "cannot be written: its header stays incomplete");
+// Where a format's header holds the name of its file, and in how many bytes. Writers put in that of
+// the temporary file or what is in memory, and no two runs would give the same file.
+struct NameField {
+    std::string_view format;
+    std::streamoff offset;
+    std::size_t size;
+};
+constexpr NameField nameFields[] = {{"dpx", 36, 100}, {"sgi", 24, 80}};
+
+void writeName(std::string_view format, const std::filesystem::path& written,
+               const std::filesystem::path& file) {
+    for (const NameField& field : nameFields) {
+        if (field.format != format) continue;
+        std::string name = file.filename().string().substr(0, field.size - 1);
+        name.resize(field.size);
+        std::fstream stream(written, std::ios::binary | std::ios::in | std::ios::out);
+        if (!stream.seekp(field.offset).write(name.data(), std::ssize(name)).flush())
+            throw FileError(file, "cannot be written: its header stays incomplete");
+    }
 }
 
 // Of all files that the picture library writes.
 std::vector<std::string> extensions() {
     std::vector<std::string> all;
-    const auto known = OIIO::get_extension_map();
-    for (const std::string& format :
-         OIIO::Strutil::splits(OIIO::get_string_attribute("output_format_list"), ","))
-        if (const auto found = known.find(format); found != known.end())
-            all.insert(all.end(), found->second.begin(), found->second.end());
+    for (const auto& [format, known] : OIIO::get_extension_map())
+        for (const std::string& extension : known)
+            if (!isOneOf(format, {"null", "term"}) && OIIO::ImageOutput::create(extension))
+                all.push_back(extension);
     return all;
 }
 
-// Some writers do not see that the system stores no more. Where a file ends too early, its first or
-// its last row is not there, whichever the format puts last.
-void requireBothEnds(const std::filesystem::path& written, const std::filesystem::path& file) {
+// Some writers do not see that the system stores no more, or that they have failed. Where a file
+// ends too early, its first or its last row is not there, whichever the format puts last.
+void requireReadable(const std::filesystem::path& written, const std::filesystem::path& file,
+                     const OIIO::ImageSpec& wanted) {
     const auto input = OIIO::ImageInput::open(written.string());
-    const auto hasRow = [&](int y) {
-        std::vector<float> samples(
-            static_cast<std::size_t>(input->spec().width * input->spec().nchannels));
-        return input->read_scanline(y, 0, OIIO::TypeDesc::FLOAT, samples.data());
+    const auto refuse = [&](const std::string& reason) {
+        throw FileError(file, "cannot be written: what was written " + reason);
     };
-    if (!input || !hasRow(input->spec().y) || !hasRow(input->spec().y + input->spec().height - 1))
-        throw FileError(file, "cannot be written: the system does not store all of it");
+    if (!input) return refuse("cannot be read again: " + oneLine(OIIO::geterror()));
+    const OIIO::ImageSpec& spec = input->spec();
+    if (spec.width != wanted.width || spec.height != wanted.height ||
+        spec.nchannels < wanted.nchannels)
+        return refuse("is another picture; the format may not hold this one");
+    if (spec.tile_width != 0) return;  // as in IFF, whose writer looks
+    std::vector<float> row(static_cast<std::size_t>(spec.width) *
+                           static_cast<std::size_t>(spec.nchannels));
+    for (const int y : {spec.y, spec.y + spec.height - 1})
+        if (!input->read_scanline(y, 0, OIIO::TypeDesc::FLOAT, row.data()))
+            return refuse("cannot be read again: " + oneLine(input->geterror()));
 }
 
 }  // namespace
@@ -199,7 +220,7 @@ PictureWriter::PictureWriter(const std::filesystem::path& file)
     : file_(file), temporary_(file), output_(OIIO::ImageOutput::create(file.string())) {
     if (!output_) {
         const std::string extension =
-            file.extension().string().substr(file.has_extension() ? 1 : 0);
+            OIIO::Strutil::lower(file.extension().string().substr(file.has_extension() ? 1 : 0));
         throw FileError(file, "no picture format that can be written has the extension \"" +
                                   extension + "\"" + suggestion(extension, extensions()));
     }
@@ -231,11 +252,9 @@ void PictureWriter::write(const QzBitmap& bitmap, const Rectangle& region,
     bitmapToSamples(bitmap, region, alpha, samples);
     require(output_->write_image(typeOf(samples), dataOf(samples)));
     require(output_->close());
-    if (isOneOf(output_->format_name(), {"dpx"})) writeNameIntoDpx(temporary_.path(), file_);
-    if (checked_ == nullptr) {
-        temporary_.reserveSpace();
-        requireBothEnds(temporary_.path(), file_);
-    }
+    writeName(output_->format_name(), temporary_.path(), file_);
+    if (checked_ == nullptr) temporary_.reserveSpace();
+    requireReadable(temporary_.path(), file_, spec);
     messages.detail(file_, std::string(output_->format_name()) + " of " + spec.format.c_str());
     temporary_.moveToTarget();
 }
