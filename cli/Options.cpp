@@ -28,6 +28,8 @@ void addPlugin(CLI::App& command, Options& options) {
         ->type_name("PATH");
 }
 
+void requirePath(CLI::Option* option) { option->required()->type_name("PATH"); }
+
 // An option whose text `parse` understands; else the line says that it `isNo` such thing.
 template <class Value, class Parse>
 void addParsed(CLI::App& command, const std::string& name, std::optional<Value>& target,
@@ -114,14 +116,10 @@ void addRunOptions(CLI::App& command, Options& options, Words& words) {
 void addFilter(CLI::App& app, const std::string& name, const std::string& help, Options& options,
                Words& words) {
     CLI::App& command = *app.add_subcommand(name, help);
-    command.add_option("INPUT", words.inputs, "Pictures to read, or shot.%04d.exr")
-        ->required()
-        ->type_name("PATH");
-    command
-        .add_option("-o,--output", words.output,
-                    "Picture to write, its extension is its format; or a folder, ending in '/'")
-        ->required()
-        ->type_name("PATH");
+    requirePath(command.add_option("INPUT", words.inputs, "Pictures to read, or shot.%04d.exr"));
+    requirePath(command.add_option(
+        "-o,--output", words.output,
+        "Picture to write, its extension is its format; or a folder, ending in '/'"));
     addChoice(command, "--sampling", words.sampling, {"bilinear", "nearest"},
               "How source pixels are read");
     addChoice(command, "--format", words.format, choicesOf("auto", formatNames),
@@ -139,12 +137,9 @@ void addCompare(CLI::App& app, Options& options, Words& words) {
     CLI::App& command = *app.add_subcommand(
         "compare", "How far two pictures or sequences are apart; status 1 where they differ");
     const auto store = [&](const std::string& path) { words.inputs = {path}; };
-    command.add_option_function<std::string>("A", store, "Picture, or shot.%04d.exr")
-        ->required()
-        ->type_name("PATH");
-    command.add_option("B", words.output, "Picture, sequence, or folder ending in '/'")
-        ->required()
-        ->type_name("PATH");
+    requirePath(command.add_option_function<std::string>("A", store, "Picture, or shot.%04d.exr"));
+    requirePath(
+        command.add_option("B", words.output, "Picture, sequence, or folder ending in '/'"));
     command
         .add_option("--tolerance", options.tolerance,
                     "Largest difference of a component that passes; 1 is its whole range")
