@@ -23,7 +23,7 @@ inline Bitmap makeNoise(QzLong width, QzLong height, QzBitmapType type) {
                 return static_cast<Component>(state >> 16 & Pixel::maxValue);
         };
         for (std::int64_t i = 0; i < std::int64_t{width} * height; ++i)
-            buffer.at(i)->store({component(), component(), component(), component()});
+            buffer.at(i, 0)->store({component(), component(), component(), component()});
     });
     return bitmap;
 }

@@ -7,7 +7,8 @@
 #include <string>
 
 #include "bench/frames.h"
-#include "engine/Polar.h"
+#include "engine/renderRecord.h"
+#include "host/FilterServices.h"
 
 // The services of the engine that is linked in, for the plain path.
 void* fi_AllocMem(QzULong size, unsigned int flags) { return AllocMemQz(size, flags); }
@@ -72,8 +73,10 @@ void registerFormat(const PluginModule& module, const Size& size, const Format& 
                     record.SourceRect = record.OutputRegion = all;
                     record.SamplingWord = static_cast<QzLong>(sampling);
                     visitFormat(format.type, [&]<class Buffer>() {
-                        Polar<Buffer, typename Buffer::Pixel>::render(
-                            RenderPath::plain, static_cast<QzULong>(filter), record);
+                        renderRecord(record, format.type, Buffer::Pixel::pixelBytes,
+                                     filter == Filter::polarToRectangular ? polar::Mapping::unwrap
+                                                                          : polar::Mapping::wrap,
+                                     polar::plainPath);
                     });
                 });
             });

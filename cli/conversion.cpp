@@ -83,7 +83,7 @@ void samplesToBitmap(const Samples& samples, const Channels& channels, Alpha alp
             const auto* in = first + before * channels.count;
             for (QzLong column = both.x; column < both.x + both.width;
                  ++column, in += channels.count)
-                toPixel(in, channels, alpha, *buffer.at(buffer.index(column, row)));
+                toPixel(in, channels, alpha, *buffer.at(column, row));
         }
     };
     visitFormat(bitmap.bitmapType, [&]<class Buffer>() {
@@ -98,7 +98,7 @@ void bitmapToSamples(const QzBitmap& bitmap, const Rectangle& region, Alpha alph
         const Buffer buffer(bitmap);
         for (QzLong row = region.y; row < region.y + region.height; ++row)
             for (QzLong column = region.x; column < region.x + region.width; ++column)
-                out = fromPixel(*buffer.at(buffer.index(column, row)), alpha, out);
+                out = fromPixel(*buffer.at(column, row), alpha, out);
     };
     visitFormat(bitmap.bitmapType, [&]<class Buffer>() {
         std::visit([&](auto& out) { convert.template operator()<Buffer>(out.data()); }, samples);

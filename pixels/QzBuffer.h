@@ -7,8 +7,7 @@
 #include "pixels/QzBitmap.h"
 #include "pixels/QzPixel.h"
 
-// A bitmap seen with one pixel type. A view: the bitmap's memory stays the host's. The bitmap's own
-// format code is not consulted.
+// Pixels in memory seen with one pixel type. A view: the memory stays its owner's.
 template <QzBitmapType Type, class PixelType>
 class QzBuffer {
   public:
@@ -17,61 +16,83 @@ class QzBuffer {
     static_assert(sizeof(Pixel) == Pixel::pixelBytes && alignof(Pixel) == 1,
                   "pixels lie byte to byte");
 
+    // `pixels` is the address of pixel (0, 0), which itself need not lie in the memory; `rowBytes`
+    // lead from a pixel to the one below it and are negative where rows run upwards.
+    QzBuffer(const void* pixels, std::int64_t rowBytes)
+        : pixels_(reinterpret_cast<std::uintptr_t>(pixels)),
+          rowBytes_(static_cast<std::uintptr_t>(rowBytes)) {}
+    // The bitmap's own format code is not consulted.
     explicit QzBuffer(const QzBitmap& bitmap)
-        : pixels_(reinterpret_cast<std::uintptr_t>(bitmap.pixels)), rowLength_(bitmap.rowLength) {}
+        : QzBuffer(bitmap.pixels, std::int64_t{bitmap.rowLength} * std::int64_t{sizeof(Pixel)}) {}
 
-    // In pixels; negative where the rows run upwards.
-    QzLong rowLength() const { return rowLength_; }
-
-    // How many pixels after pixel (0, 0) a pixel lies.
-    std::int64_t index(std::int64_t column, std::int64_t row) const {
-        return row * rowLength_ + column;
+    // Addresses are formed in unsigned arithmetic: many are never read, and may lie anywhere.
+    std::uintptr_t address(std::int64_t column, std::int64_t row) const {
+        return pixels_ + static_cast<std::uintptr_t>(row) * rowBytes_ +
+               static_cast<std::uintptr_t>(column) * sizeof(Pixel);
     }
+    std::uintptr_t below(std::uintptr_t address) const { return address + rowBytes_; }
 
-    // The pixel `index` pixels after pixel (0, 0). Addresses are formed in unsigned arithmetic,
-    // since pixel (0, 0) itself need not lie in the bitmap's memory.
-    Pixel* at(std::int64_t index) const {
-        // NOLINTNEXTLINE(performance-no-int-to-ptr)
-        return reinterpret_cast<Pixel*>(pixels_ +
-                                        static_cast<std::uintptr_t>(index) * sizeof(Pixel));
+    static Pixel* pixelAt(std::uintptr_t address) {
+        return reinterpret_cast<Pixel*>(address);  // NOLINT(performance-no-int-to-ptr)
     }
+    Pixel* at(std::int64_t column, std::int64_t row) const { return pixelAt(address(column, row)); }
 
   private:
     std::uintptr_t pixels_;
-    QzLong rowLength_;
+    std::uintptr_t rowBytes_;
 };
 
 struct QzBufferRGBA8 : QzBuffer<QzBitmapTypeRGBA8, QzPixel<unsigned char, 255, 8, 4>> {
     using QzBuffer::QzBuffer;
+    static constexpr const char* name = "rgba8";
 };
 struct QzBufferRGBA10 : QzBuffer<QzBitmapTypeRGBA10, QzPixel<unsigned short, 1023, 10, 5>> {
     using QzBuffer::QzBuffer;
+    static constexpr const char* name = "rgba10";
 };
 struct QzBufferRGBA12 : QzBuffer<QzBitmapTypeRGBA12, QzPixel<unsigned short, 4095, 12, 6>> {
     using QzBuffer::QzBuffer;
+    static constexpr const char* name = "rgba12";
 };
 struct QzBufferRGBA16 : QzBuffer<QzBitmapTypeRGBA16, QzPixel<unsigned short, 65535, 16, 8>> {
     using QzBuffer::QzBuffer;
+    static constexpr const char* name = "rgba16";
 };
 struct QzBufferRGBAFloat : QzBuffer<QzBitmapTypeRGBAFloat, QzPixel<float, 4294967295, 32, 16>> {
     using QzBuffer::QzBuffer;
+    static constexpr const char* name = "float";
 };
 
 // A list of types, passed around as a value.
 template <class... Types>
-struct QzTypeList {};
+struct QzTypeList {
+    static constexpr unsigned count = sizeof...(Types);
+};
 
-// The formats. Whatever exists once per format is made from this list.
+// The formats. Whatever exists once per format is made from this list; `name` is what users call
+// one.
 using QzFormats =
     QzTypeList<QzBufferRGBA8, QzBufferRGBA10, QzBufferRGBA12, QzBufferRGBA16, QzBufferRGBAFloat>;
 
-// Calls `visit` with the buffer type of format `code`, as `visit.template operator()<Buffer>()`.
-// Returns whether there is such a format.
+// Calls `visit` with every buffer type, as `visit.template operator()<Buffer>()`.
 template <class Visitor, class... Buffers>
-bool visitFormat(unsigned code, Visitor&& visit, QzTypeList<Buffers...>) {
-    return ((code == Buffers::bitmapType && (visit.template operator()<Buffers>(), true)) || ...);
+constexpr void forEachFormat(Visitor&& visit, QzTypeList<Buffers...>) {
+    (visit.template operator()<Buffers>(), ...);
 }
 template <class Visitor>
-bool visitFormat(unsigned code, Visitor&& visit) {
-    return visitFormat(code, visit, QzFormats{});
+constexpr void forEachFormat(Visitor&& visit) {
+    forEachFormat(visit, QzFormats{});
+}
+
+// Calls `visit` likewise with the buffer type of format `code` alone. Returns whether there is such
+// a format.
+template <class Visitor>
+constexpr bool visitFormat(unsigned code, Visitor&& visit) {
+    bool found = false;
+    forEachFormat([&]<class Buffer>() {
+        if (code != Buffer::bitmapType) return;
+        found = true;
+        visit.template operator()<Buffer>();
+    });
+    return found;
 }

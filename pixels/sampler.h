@@ -120,8 +120,7 @@ template <class Buffer, class Pixel>
     if (bilinear == 0) {
         const QzLong column = roundPosition(x);
         const QzLong row = roundPosition(y);
-        *out = inside.column(column) && inside.row(row) ? *buffer.at(buffer.index(column, row))
-                                                        : emptyPixel;
+        *out = inside.column(column) && inside.row(row) ? *buffer.at(column, row) : emptyPixel;
         return;
     }
     const std::int64_t column = floorPosition(x);
@@ -133,13 +132,12 @@ template <class Buffer, class Pixel>
         *out = emptyPixel;
         return;
     }
-    const std::int64_t index = buffer.index(column, row);
-    const auto neighbour = [&](bool isInside, std::int64_t at) -> const Pixel& {
-        return isInside ? *buffer.at(at) : emptyPixel;
+    const auto neighbour = [&](bool isInside, std::uintptr_t address) -> const Pixel& {
+        return isInside ? *Buffer::pixelAt(address) : emptyPixel;
     };
-    *out =
-        mixPixels(QzBilinearWeights(x - static_cast<double>(column), y - static_cast<double>(row)),
-                  neighbour(left && above, index), neighbour(right && above, index + 1),
-                  neighbour(left && below, index + buffer.rowLength()),
-                  neighbour(right && below, index + buffer.rowLength() + 1));
+    const std::uintptr_t upper = buffer.address(column, row), lower = buffer.below(upper);
+    *out = mixPixels(
+        QzBilinearWeights(x - static_cast<double>(column), y - static_cast<double>(row)),
+        neighbour(left && above, upper), neighbour(right && above, upper + sizeof(Pixel)),
+        neighbour(left && below, lower), neighbour(right && below, lower + sizeof(Pixel)));
 }

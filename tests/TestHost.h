@@ -86,7 +86,7 @@ struct TestBitmap {
     }
     Pixel& at(std::int64_t column, std::int64_t row) {
         const Buffer view(record);
-        return *view.at(view.index(column, row));
+        return *view.at(column, row);
     }
     bool operator==(const TestBitmap& other) const {
         return std::equal(memory.begin(), memory.end(), other.memory.begin(), other.memory.end());

@@ -6,23 +6,25 @@
 #include <random>
 #include <vector>
 
-#include "engine/Polar.h"
-#include "engine/renderPath.h"
+#include "engine/VexFilterEngine.h"
+#include "engine/renderRecord.h"
 #include "pixels/QzBuffer.h"
 #include "tests/Scene.h"
 
 namespace {
 
-// Those that this processor has, from `first` on.
-std::vector<RenderPath> pathsFrom(RenderPath first) {
-    std::vector<RenderPath> paths;
-    for (const RenderPath path : {RenderPath::plain, RenderPath::avx2, RenderPath::avx512})
-        if (path >= first && path <= bestRenderPath()) paths.push_back(path);
-    return paths;
-}
-const std::vector<RenderPath> batchedPaths = pathsFrom(RenderPath::avx2);
+using polar::InstructionSet;
+using polar::Mapping;
 
-// Returns how many pixels were compared.
+// Those that this processor has, from the `first` on.
+std::vector<const InstructionSet*> supportedFrom(std::size_t first) {
+    std::vector<const InstructionSet*> supported;
+    for (const InstructionSet* const set : polar::instructionSets().subspan(first))
+        if (set->isSupported()) supported.push_back(set);
+    return supported;
+}
+const std::vector<const InstructionSet*> batched = supportedFrom(1);
+
 template <class Buffer>
 std::int64_t comparePaths(unsigned seed) {
     const auto bytes = randomBytes(seed, 80);
@@ -30,18 +32,19 @@ std::int64_t comparePaths(unsigned seed) {
     Scene<Buffer> scene(draw, 130);
     VexFilterInstance record;
     scene.describe(record);
-    for (const RenderPath path : pathsFrom(RenderPath::plain)) {
+    for (const InstructionSet* const set : supportedFrom(0)) {
         scene.reset();
-        const auto status = Polar<Buffer, typename Buffer::Pixel>::render(path, scene.mode, record);
-        if (path == RenderPath::plain && status == statusDone) scene.sample();
+        const auto status = renderRecord(record, Buffer::bitmapType, Buffer::Pixel::pixelBytes,
+                                         scene.mode == 0 ? Mapping::unwrap : Mapping::wrap, *set);
+        if (set->render == nullptr && status == statusDone) scene.sample();
         EXPECT_EQ(scene.output, scene.expected)
-            << "path " << int(path) << " format " << Buffer::bitmapType << " seed " << seed;
+            << set->name << " format " << Buffer::bitmapType << " seed " << seed;
     }
     return std::max<std::int64_t>(scene.region.width, 0) * std::max<QzLong>(scene.region.height, 0);
 }
 
 void comparePaths(unsigned seed, std::int64_t pixels) {
-    if (batchedPaths.empty()) GTEST_SKIP() << "this processor has the plain path alone";
+    if (batched.empty()) GTEST_SKIP() << "this processor has the plain path alone";
     for (; pixels > 0 && !testing::Test::HasFailure(); ++seed)
         visitFormat(1 + seed % 5, [&]<class Buffer>() { pixels -= comparePaths<Buffer>(seed); });
 }
@@ -52,20 +55,20 @@ TEST(Paths, DISABLED_GiveTheSameBitsForLong) { comparePaths(2, 100'000'000); }
 // On the diagonal an eighth of a turn ends halfway between two columns (61) or on one (65), or
 // beside: only the last bits of the angle tell. Nothing else near there is that close.
 TEST(Paths, LeaveTiesToTheLibrarysArctangent) {
-    for (const RenderPath path : batchedPaths)
+    for (const InstructionSet* const set : batched)
         for (const auto& [size, sampling] : {std::pair(61, 1), std::pair(65, 0)}) {
             const QzRect all{0, 0, size, size}, diagonal{20, 20, 8, 8};
             TestBitmap<QzBufferRGBA8> input(all), output(diagonal);
             VexFilterInstance record;
             describe(record, input.record, output.record, all, diagonal, sampling);
             std::int64_t redone = 0;
-            Polar<QzBufferRGBA8, QzBufferRGBA8::Pixel>::render(path, 1, record, &redone);
+            renderRecord(record, QzBitmapTypeRGBA8, 4, Mapping::wrap, *set, &redone);
             EXPECT_EQ(redone, diagonal.width) << size;
         }
 }
 
 TEST(Paths, KnowHowFarTheirArctangentIsOff) {
-    if (batchedPaths.empty()) GTEST_SKIP() << "this processor has the plain path alone";
+    if (batched.empty()) GTEST_SKIP() << "this processor has the plain path alone";
     std::mt19937_64 random(5);
     const auto anywhere = [&] { return static_cast<double>(random()) / 0x1p64 - 0.5; };
     constexpr int count = 8;
@@ -76,12 +79,12 @@ TEST(Paths, KnowHowFarTheirArctangentIsOff) {
             x[i] = i == 0 ? y[i] * (trial % 2 ? 0.41421356 : -1.0) : anywhere();
             if (random() % 2) std::swap(x[i], y[i]);
         }
-        for (const RenderPath path : batchedPaths) {
-            approximateArctangents(path, y, x, angles);
+        for (const InstructionSet* const set : batched) {
+            set->arctangents(y, x, angles);
             for (int i = 0; i < count; ++i) {
                 const long double exact = std::atan2(static_cast<long double>(y[i]), x[i]);
-                ASSERT_LE(std::abs(angles[i] - exact), batchError) << y[i] << ", " << x[i];
-                ASSERT_LE(std::abs(std::atan2(y[i], x[i]) - exact), libraryError * 0x1p-51L);
+                ASSERT_LE(std::abs(angles[i] - exact), polar::batchError) << y[i] << ", " << x[i];
+                ASSERT_LE(std::abs(std::atan2(y[i], x[i]) - exact), polar::libraryError * 0x1p-51L);
             }
         }
     }

@@ -1,0 +1,52 @@
+// What a plan and the code that renders by it share. Plain data: units that are compiled for more
+// instructions than every processor has share no function with the others.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "render/Geometry.h"
+
+namespace polar {
+
+enum class Sampling { bilinear, nearest };
+
+// Pixels in memory. A view: the memory stays its owner's.
+struct Image {
+    void* pixels;           // address of pixel (0, 0), which itself need not lie in the memory
+    std::int64_t rowBytes;  // from a pixel to the one below it; negative where rows run upwards
+};
+
+// What depends on the column alone, one value for each column of the region: of an unwrapping, half
+// the sine and half the cosine of its angle; of a wrapping, its squared offset from the centre in
+// fractions of the bounding box, and nothing second.
+struct Tables {
+    double* first;
+    double* second;
+};
+
+struct Job {
+    unsigned format;  // a QzBitmapType, of both images
+    Sampling sampling;
+    Geometry geometry;
+    Image input, output;
+    Tables tables;
+
+    // The rest is for batches alone. The columns and rows that count as image, at least two of
+    // each; the ends belong to it.
+    QzLong left, top, lastColumn, lastRow;
+
+    // Wrapping: how far a column computed with the approximate arctangent can be from the one that
+    // std::atan2 gives, in pixels, and what follows for a mixed component
+    // (BilinearSampler::settled); whether there is a Turn to take, and how far the part of a turn
+    // can then be off.
+    double columnError, mixedError, gainLimit;
+    bool isTurned;
+    double turnError;
+
+    // Renders the pixel of column `column`, at offset `offset` (wrapping), of the row at `v` to
+    // `out`, as the plain path does.
+    void (*renderPixel)(const Job& job, double v, QzLong column, double offset, void* out);
+};
+
+}  // namespace polar

@@ -1,0 +1,169 @@
+#include "render/Plan.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <optional>
+
+#include "pixels/QzBuffer.h"
+#include "pixels/sampler.h"
+#include "render/RoundToNearest.h"
+#include "render/Unwrap.h"
+#include "render/Wrap.h"
+
+namespace polar {
+
+namespace {
+
+// The list of mappings: calls `visit` with the one that `mapping` names, as
+// `visit.template operator()<Map>()`.
+template <class Visitor>
+void visitMapping(Mapping mapping, Visitor&& visit) {
+    const auto one = [&]<class Map>() {
+        if (mapping == Map::mapping) visit.template operator()<Map>();
+    };
+    one.template operator()<Unwrap>();
+    one.template operator()<Wrap>();
+}
+
+// The plain path ----------------------------------------------------------------------------------
+
+template <class Buffer, class Map>
+void renderRows(const Job& job, QzLong firstRow, QzLong rows) {
+    using Pixel = typename Buffer::Pixel;
+    const Buffer input(job.input.pixels, job.input.rowBytes);
+    const Buffer output(job.output.pixels, job.output.rowBytes);
+    const Job own = job;  // which no write can alias
+    const Rect& region = own.geometry.region;
+    const QzLong bilinear = own.sampling == Sampling::bilinear;
+    double v = own.geometry.rows.at(firstRow);
+    for (QzLong j = 0; j < rows; ++j, v += own.geometry.rows.step) {
+        typename Map::Row row(own, v);
+        Pixel* out = output.at(region.x, std::int64_t{region.y} + firstRow + j);
+        for (QzLong i = 0; i < region.width; ++i, ++out) {
+            const Point source = row.next();
+            get_bilinear_color_trans_T(source.x, source.y, input, own.geometry.bounds, out,
+                                       bilinear);
+        }
+    }
+}
+
+template <class Buffer, class Map>
+void renderPixel(const Job& job, double v, QzLong column, double offset, void* out) {
+    const Point at = typename Map::Row(job, v, column, offset).next();
+    get_bilinear_color_trans_T(at.x, at.y, Buffer(job.input.pixels, job.input.rowBytes),
+                               job.geometry.bounds, static_cast<typename Buffer::Pixel*>(out),
+                               job.sampling == Sampling::bilinear);
+}
+
+// Memory ------------------------------------------------------------------------------------------
+
+struct Bytes {
+    std::uintptr_t begin = 0, end = 0;
+
+    bool overlap(const Bytes& other) const { return begin < other.end && other.begin < end; }
+};
+
+// The bytes that hold some columns and rows, ends included; nothing where they do not lie in one
+// piece of the address space.
+std::optional<Bytes> bytesOf(const Image& image, std::int64_t pixelBytes, std::int64_t left,
+                             std::int64_t top, std::int64_t right, std::int64_t bottom) {
+    if (image.rowBytes < 0) std::swap(top, bottom);
+    std::int64_t first = 0, last = 0, length = 0;
+    if (__builtin_mul_overflow(top, image.rowBytes, &first) ||
+        __builtin_mul_overflow(bottom, image.rowBytes, &last) ||
+        __builtin_add_overflow(first, left * pixelBytes, &first) ||
+        __builtin_add_overflow(last, (right + 1) * pixelBytes, &last) ||
+        __builtin_sub_overflow(last, first, &length))
+        return std::nullopt;
+    const auto base = reinterpret_cast<std::uintptr_t>(image.pixels);
+    const Bytes bytes{base + static_cast<std::uintptr_t>(first),
+                      base + static_cast<std::uintptr_t>(last)};
+    if (bytes.end - bytes.begin != static_cast<std::uint64_t>(length) || bytes.end < bytes.begin)
+        return std::nullopt;
+    return bytes;
+}
+
+bool areRowsIndependent(const Job& job, std::int64_t pixelBytes) {
+    const Rect& region = job.geometry.region;
+    const QzInside inside(job.geometry.bounds);
+    const auto written = bytesOf(job.output, pixelBytes, region.x, region.y,
+                                 std::int64_t{region.x} + region.width - 1,
+                                 std::int64_t{region.y} + region.height - 1);
+    if (!written) return false;
+    if (region.height > 1 && job.output.rowBytes < region.width * pixelBytes &&
+        job.output.rowBytes > -region.width * pixelBytes)
+        return false;
+    if (inside.left() >= inside.right() || inside.top() >= inside.bottom()) return true;
+    const auto read = bytesOf(job.input, pixelBytes, inside.left(), inside.top(),
+                              inside.right() - 1, inside.bottom() - 1);
+    return read && !read->overlap(*written);
+}
+
+// Batches -----------------------------------------------------------------------------------------
+
+// What the batches want to know beside the geometry. Whether they can do the job: they read four
+// pixels at a time, and multiply rows in 32 bits.
+bool prepareBatches(Job& job) {
+    const QzInside inside(job.geometry.bounds);
+    job.left = inside.left();
+    job.top = inside.top();
+    job.lastColumn = inside.right() - 1;
+    job.lastRow = inside.bottom() - 1;
+    return job.lastColumn > job.left && job.lastRow > job.top &&
+           job.input.rowBytes == static_cast<std::int32_t>(job.input.rowBytes);
+}
+
+// The angle, half a turn added and so below 8; its fraction of a turn; that of the first column;
+// that times the span; and that moved to the source: errors so far, and the roundings of two such
+// computations.
+void boundErrors(Job& job) {
+    constexpr double ulp = std::numeric_limits<double>::epsilon();
+    const Geometry& geometry = job.geometry;
+    const double span = geometry.scaleX, reach = std::abs(geometry.originX) + span;
+    // Relating a turn to another start rounds two sums of at most 2.
+    job.isTurned = !geometry.turn.isWhole();
+    const double rounded = job.isTurned ? 3 * ulp : ulp;
+    job.turnError = 1.01 * (0.16 * (arctangentError + 4 * ulp) + rounded);
+    job.columnError = span * (job.turnError + 1.01 * ulp) + 1.01 * reach * ulp;
+    job.mixedError = 4 * job.columnError + 0x1p-44;
+    job.gainLimit = 0x1p-11 / job.mixedError;
+}
+
+}  // namespace
+
+Plan::Plan(unsigned format, const Geometry& geometry, const Image& input, const Image& output,
+           Sampling sampling, const Tables& tables, const InstructionSet& instructions) noexcept
+    : job_{}, instructions_(&plainPath) {
+    job_.format = format;
+    job_.sampling = sampling;
+    job_.geometry = geometry;
+    job_.input = input;
+    job_.output = output;
+    job_.tables = tables;
+    if (geometry.isEmpty()) return;
+    const RoundToNearest rounding;
+    visitMapping(geometry.mapping, [&]<class Map>() {
+        Map::fill(geometry, tables);
+        visitFormat(format, [&]<class Buffer>() {
+            rowsIndependent_ = areRowsIndependent(job_, sizeof(typename Buffer::Pixel));
+            job_.renderPixel = renderPixel<Buffer, Map>;
+        });
+    });
+    if (!rowsIndependent_ || instructions.render == nullptr || !prepareBatches(job_)) return;
+    boundErrors(job_);
+    instructions_ = &instructions;
+}
+
+std::int64_t Plan::render(QzLong firstRow, QzLong rows) const noexcept {
+    if (job_.geometry.isEmpty() || rows <= 0) return 0;
+    const RoundToNearest rounding;
+    if (instructions_->render != nullptr) return instructions_->render(job_, firstRow, rows);
+    visitMapping(job_.geometry.mapping, [&]<class Map>() {
+        visitFormat(job_.format,
+                    [&]<class Buffer>() { renderRows<Buffer, Map>(job_, firstRow, rows); });
+    });
+    return 0;
+}
+
+}  // namespace polar
