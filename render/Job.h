@@ -33,8 +33,8 @@ struct Job {
     Tables tables;
 
     // The rest is for batches alone. The columns and rows that count as image, at least two of
-    // each; the ends belong to it.
-    QzLong left, top, lastColumn, lastRow;
+    // each, both ends included; whole numbers, as positions are compared with them.
+    double left, top, lastColumn, lastRow;
 
     // Wrapping: how far a column computed with the approximate arctangent can be from the one that
     // std::atan2 gives, in pixels, and what follows for a mixed component

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <optional>
 
 #include "pixels/QzBuffer.h"
 #include "pixels/sampler.h"
+#include "render/Memory.h"
 #include "render/RoundToNearest.h"
 #include "render/Unwrap.h"
 #include "render/Wrap.h"
@@ -56,34 +56,6 @@ void renderPixel(const Job& job, double v, QzLong column, double offset, void* o
                                job.sampling == Sampling::bilinear);
 }
 
-// Memory ------------------------------------------------------------------------------------------
-
-struct Bytes {
-    std::uintptr_t begin = 0, end = 0;
-
-    bool overlap(const Bytes& other) const { return begin < other.end && other.begin < end; }
-};
-
-// The bytes that hold some columns and rows, ends included; nothing where they do not lie in one
-// piece of the address space.
-std::optional<Bytes> bytesOf(const Image& image, std::int64_t pixelBytes, std::int64_t left,
-                             std::int64_t top, std::int64_t right, std::int64_t bottom) {
-    if (image.rowBytes < 0) std::swap(top, bottom);
-    std::int64_t first = 0, last = 0, length = 0;
-    if (__builtin_mul_overflow(top, image.rowBytes, &first) ||
-        __builtin_mul_overflow(bottom, image.rowBytes, &last) ||
-        __builtin_add_overflow(first, left * pixelBytes, &first) ||
-        __builtin_add_overflow(last, (right + 1) * pixelBytes, &last) ||
-        __builtin_sub_overflow(last, first, &length))
-        return std::nullopt;
-    const auto base = reinterpret_cast<std::uintptr_t>(image.pixels);
-    const Bytes bytes{base + static_cast<std::uintptr_t>(first),
-                      base + static_cast<std::uintptr_t>(last)};
-    if (bytes.end - bytes.begin != static_cast<std::uint64_t>(length) || bytes.end < bytes.begin)
-        return std::nullopt;
-    return bytes;
-}
-
 bool areRowsIndependent(const Job& job, std::int64_t pixelBytes) {
     const Rect& region = job.geometry.region;
     const QzInside inside(job.geometry.bounds);
@@ -91,9 +63,7 @@ bool areRowsIndependent(const Job& job, std::int64_t pixelBytes) {
                                  std::int64_t{region.x} + region.width - 1,
                                  std::int64_t{region.y} + region.height - 1);
     if (!written) return false;
-    if (region.height > 1 && job.output.rowBytes < region.width * pixelBytes &&
-        job.output.rowBytes > -region.width * pixelBytes)
-        return false;
+    if (region.height > 1 && !rowsAreApart(job.output, pixelBytes, region.width)) return false;
     if (inside.left() >= inside.right() || inside.top() >= inside.bottom()) return true;
     const auto read = bytesOf(job.input, pixelBytes, inside.left(), inside.top(),
                               inside.right() - 1, inside.bottom() - 1);
@@ -110,7 +80,7 @@ bool prepareBatches(Job& job) {
     job.top = inside.top();
     job.lastColumn = inside.right() - 1;
     job.lastRow = inside.bottom() - 1;
-    return job.lastColumn > job.left && job.lastRow > job.top &&
+    return job.left < job.lastColumn && job.top < job.lastRow &&
            job.input.rowBytes == static_cast<std::int32_t>(job.input.rowBytes);
 }
 
@@ -156,12 +126,31 @@ Plan::Plan(unsigned format, const Geometry& geometry, const Image& input, const 
 }
 
 std::int64_t Plan::render(QzLong firstRow, QzLong rows) const noexcept {
-    if (job_.geometry.isEmpty() || rows <= 0) return 0;
+    return render(job_, firstRow, rows);
+}
+
+std::int64_t Plan::renderTo(const Image& band, QzLong firstRow, QzLong rows) const noexcept {
+    std::int64_t pixelBytes = 0;
+    visitFormat(job_.format, [&]<class Buffer>() { pixelBytes = sizeof(typename Buffer::Pixel); });
+    const Rect& region = job_.geometry.region;
+    Job job = job_;
+    job.output.rowBytes = band.rowBytes;
+    // The band's first pixel takes the place of the region's one in that row.
+    const std::int64_t before =
+        (std::int64_t{region.y} + firstRow) * band.rowBytes + region.x * pixelBytes;
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
+    job.output.pixels = reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(band.pixels) -
+                                                static_cast<std::uintptr_t>(before));
+    return render(job, firstRow, rows);
+}
+
+std::int64_t Plan::render(const Job& job, QzLong firstRow, QzLong rows) const noexcept {
+    if (job.geometry.isEmpty() || rows <= 0) return 0;
     const RoundToNearest rounding;
-    if (instructions_->render != nullptr) return instructions_->render(job_, firstRow, rows);
-    visitMapping(job_.geometry.mapping, [&]<class Map>() {
-        visitFormat(job_.format,
-                    [&]<class Buffer>() { renderRows<Buffer, Map>(job_, firstRow, rows); });
+    if (instructions_->render != nullptr) return instructions_->render(job, firstRow, rows);
+    visitMapping(job.geometry.mapping, [&]<class Map>() {
+        visitFormat(job.format,
+                    [&]<class Buffer>() { renderRows<Buffer, Map>(job, firstRow, rows); });
     });
     return 0;
 }

@@ -27,7 +27,14 @@ class Plan {
     // many pixels the instruction set left to the plain path.
     std::int64_t render(QzLong firstRow, QzLong rows) const noexcept;
 
+    // The same, but writes the rows to `band`, whose pixel (0, 0) becomes the first one of
+    // `firstRow`; the output named before is not touched, and may be null where nothing else is
+    // rendered.
+    std::int64_t renderTo(const Image& band, QzLong firstRow, QzLong rows) const noexcept;
+
   private:
+    std::int64_t render(const Job& job, QzLong firstRow, QzLong rows) const noexcept;
+
     Job job_;
     const InstructionSet* instructions_;
     bool rowsIndependent_ = true;

@@ -304,8 +304,8 @@ struct NearestSampler {
         } else {
             const auto clear =
                 Lanes::Le(Lanes::Abs(at.x - column), Lanes::Set(0.5 - job.columnError));
-            return {result, Lanes::Bits(Lanes::AndNot(clear, rowInside)) |
-                                (at.nearCut & Lanes::Bits(rowInside))};
+            const unsigned unclear = ~Lanes::Bits(clear) | at.nearCut;
+            return {result, Lanes::Bits(rowInside) & unclear};
         }
     }
     [[gnu::always_inline]] static void store(unsigned char* out, const Result& result) {
@@ -437,10 +437,9 @@ struct BilinearSampler {
                 most = largestOf(c.c00.*component, c.c10.*component, c.c01.*component,
                                  c.c11.*component);
                 // The sign of a mean of zeros depends on the signs of the weights.
-                certain =
-                    Lanes::AndNot(certain, Lanes::IsNegativeZero(Lanes::Or(
-                                               Lanes::Or(c.c00.*component, c.c10.*component),
-                                               Lanes::Or(c.c01.*component, c.c11.*component))));
+                const auto zeros = Lanes::Or(Lanes::Or(c.c00.*component, c.c10.*component),
+                                             Lanes::Or(c.c01.*component, c.c11.*component));
+                certain = Lanes::AndNot(Lanes::IsNegativeZero(zeros), certain);
             }
             high.*component = colours.*component + reach * most;
             colours.*component = colours.*component - reach * most;
@@ -535,7 +534,7 @@ class Renderer {
         std::memcpy(out, batch, sizeof(Pixel) * static_cast<unsigned>(count));
     }
 
-    const Job job_;  // its own, which no write to the output can alias
+    const Job& job_;
     double v_[blockRows];
     std::int64_t redone_ = 0;
 };
