@@ -27,19 +27,19 @@ extern "C" {
 /* What a call answers. */
 enum {
     POLAR_OK = 0,
-    POLAR_CANCELLED = 1,     /* `progress` asked for it; part of the output is written */
-    POLAR_NULL_POINTER = 2,  /* an image, its pixels or its record is null */
-    POLAR_BAD_SIZE = 3,      /* a width or height below 1, or rows beyond the address space */
-    POLAR_BAD_FORMAT = 4,    /* an unknown format or kind of alpha, or two that differ */
-    POLAR_BAD_OPTION = 5,    /* an option outside its range */
-    POLAR_BAD_GEOMETRY = 6,  /* a circle outside its range, or no numbers in it */
-    POLAR_OVERLAP = 7,       /* the images share memory, or rows of the output do */
+    POLAR_CANCELLED = 1,    /* `progress` asked for it; part of the output is written */
+    POLAR_NULL_POINTER = 2, /* an image, its pixels or its record is null */
+    POLAR_BAD_SIZE = 3,     /* a width or height below 1, or rows beyond the address space */
+    POLAR_BAD_FORMAT = 4,   /* an unknown format or kind of alpha, or two that differ */
+    POLAR_BAD_OPTION = 5,   /* an option outside its range */
+    POLAR_BAD_GEOMETRY = 6, /* a circle outside its range, or no numbers in it */
+    POLAR_OVERLAP = 7,      /* the images share memory, or rows of the output do */
     POLAR_OUT_OF_MEMORY = 8
 };
 
 /* Pixel formats. Components follow each other in this order; alpha is the last of four. 16 bits and
- * floats are in native byte order. RGBA10 and RGBA12 are packed into 5 and 6 bytes, most significant
- * bits first; grey and RGB have no alpha and are opaque. */
+ * floats are in native byte order. RGBA10 and RGBA12 are packed into 5 and 6 bytes, most
+ * significant bits first; grey and RGB have no alpha and are opaque. */
 enum {
     POLAR_RGBA8 = 1,
     POLAR_RGBA10 = 2,
@@ -63,7 +63,7 @@ enum {
 
 /* A picture in memory. */
 typedef struct polar_image {
-    void *pixels;          /* the first pixel of the first row; of an input only read */
+    void* pixels;          /* the first pixel of the first row; of an input only read */
     int32_t width, height; /* pixels, 1 or more */
     ptrdiff_t row_bytes;   /* from a pixel to the one below it; negative where rows run upwards, any
                               value is fine; 0: rows follow each other without a gap */
@@ -80,57 +80,58 @@ typedef struct polar_rect {
  * the round picture is the input, and from the whole result's where it is the output. */
 typedef struct polar_circle {
     double center_x, center_y; /* pixels; fractions are fine, and so are places outside */
-    double radius_x, radius_y; /* pixels, above 0: where the row after the last one lies; equal for a
-                                  circle, else an ellipse */
-    double inner;              /* where the first row lies, in fractions of the radii; 0 to below 1 */
-    double start_turns;        /* where the first column lies, clockwise from straight up; any turns */
-    double turns;              /* how far the columns reach, above 0 to 1; 0 means 1 */
-    int32_t clockwise;         /* nonzero: the columns go clockwise, else counterclockwise */
+    double radius_x, radius_y; /* pixels, above 0: where the row after the last one lies; equal for
+                                  a circle, else an ellipse */
+    double inner;       /* where the first row lies, in fractions of the radii; 0 to below 1 */
+    double start_turns; /* where the first column lies, clockwise from straight up; any turns */
+    double turns;       /* how far the columns reach, above 0 to 1; 0 means 1 */
+    int32_t clockwise;  /* nonzero: the columns go clockwise, else counterclockwise */
 } polar_circle;
 
 enum { POLAR_UNWRAP = 0, POLAR_WRAP = 1 };
 enum { POLAR_BILINEAR = 0, POLAR_NEAREST = 1 };
 
 typedef struct polar_options {
-    size_t size;       /* sizeof(polar_options), or 0 for the members up to `user`; later versions may
-                          add to its end */
+    size_t size; /* sizeof(polar_options), or 0 for the members up to `user`; later versions may
+                    add to its end */
     int32_t direction; /* POLAR_UNWRAP: a round picture becomes a panorama, columns its angles and
                           rows its distances from the centre. POLAR_WRAP: the reverse */
     int32_t sampling;  /* POLAR_BILINEAR: four pixels weighted by their alpha; POLAR_NEAREST */
     int32_t threads;   /* at most so many work on the call, the caller's one among them; 0: one for
                           each processor. The pixels do not depend on it */
-    float background[3];        /* what opaque pictures show beside their source; 1.0 is the largest
-                                   integer; red, green and blue (grey: the first) */
-    const polar_rect *source;   /* the part of the input that is bent; may reach outside, where there
-                                   is nothing to see. Null: all of it */
-    const polar_rect *whole;    /* the output is a part of a whole result: x, y say where in it,
-                                   width, height how large that is (0: as the source). Null: the
-                                   output is the whole result */
-    const polar_circle *circle; /* null: the ellipse inscribed in the round picture, its first column
-                                   straight up, the others counterclockwise */
-    int (*progress)(void *user, double done); /* called now and then by the thread that called, with
+    float background[3];      /* what opaque pictures show beside their source; 1.0 is the largest
+                                 integer; red, green and blue (grey: the first) */
+    const polar_rect* source; /* the part of the input that is bent; may reach outside, where there
+                                 is nothing to see. Null: all of it */
+    const polar_rect* whole;  /* the output is a part of a whole result: x, y say where in it,
+                                 width, height how large that is (0: as the source). Null: the
+                                 output is the whole result */
+    const polar_circle* circle; /* null: the ellipse inscribed in the round picture, its first
+                                   column straight up, the others counterclockwise */
+    int (*progress)(void* user, double done); /* called now and then by the thread that called, with
                                                  the fraction done, 0 to 1; nonzero cancels */
-    void *user;                               /* for `progress` */
+    void* user;                               /* for `progress` */
 } polar_options;
 
-/* Renders `input` into all of `output`, two images of one format and one kind of alpha that share no
- * memory. `options` null means all defaults. On every status but POLAR_OK and POLAR_CANCELLED the
- * output is as it was.
+/* Renders `input` into all of `output`, two images of one format and one kind of alpha that share
+ * no memory. `options` null means all defaults. On every status but POLAR_OK and POLAR_CANCELLED
+ * the output is as it was.
  *
  * Memory: two doubles for each output column. Grey, RGB, opaque and, unless sampling is
  * POLAR_NEAREST, premultiplied images are converted: that takes a copy of the source in RGBA of the
- * same depth (of floats where colour is premultiplied), and some rows of the output for each thread. */
-POLAR_API int polar_render(const polar_image *input, const polar_image *output,
-                           const polar_options *options);
+ * same depth (of floats where colour is premultiplied), and some rows of the output for each
+ * thread. */
+POLAR_API int polar_render(const polar_image* input, const polar_image* output,
+                           const polar_options* options);
 
 /* What a status means, in a few English words without a full stop. Never null. */
-POLAR_API const char *polar_status_text(int status);
+POLAR_API const char* polar_status_text(int status);
 
 /* Bytes of one pixel; 0 where there is no such format. */
 POLAR_API size_t polar_pixel_bytes(int format);
 
 /* "1.1.0": major, minor and patch. Valid for ever. */
-POLAR_API const char *polar_version(void);
+POLAR_API const char* polar_version(void);
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,33 @@
+// The pixel formats of callers, and how those that the core does not know become ones that it does.
+#pragma once
+
+#include <cstddef>
+
+namespace polar {
+
+// What the fourth component of a caller's pixels says about the others; as in polar.h.
+enum class Alpha { straight, premultiplied, opaque };
+
+// Converts rows of a caller's pixels to and from straight RGBA.
+struct Conversion {
+    unsigned format;         // the QzBitmapType to render in
+    std::size_t pixelBytes;  // of that
+    // Reads `count` of the caller's pixels and writes as many of the format.
+    void (*load)(const void* from, std::size_t count, void* to);
+    // The reverse. Where pixels are opaque, what is not covered shows `background`: red, green and
+    // blue, 1.0 being the largest integer.
+    void (*store)(const void* from, std::size_t count, const float* background, void* to);
+};
+
+struct Client {
+    int code;  // as in polar.h
+    std::size_t pixelBytes;
+    unsigned format;  // the QzBitmapType of the same pixels, or 0
+    Conversion opaque;
+    Conversion premultiplied;  // of formats with alpha alone
+};
+
+// Null where there is no such format.
+const Client* findClient(int code);
+
+}  // namespace polar

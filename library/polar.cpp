@@ -1,0 +1,290 @@
+// The C interface: what is asked for is checked, then rendered by the core.
+
+#include "library/polar.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <new>
+
+#include "library/bands.h"
+#include "library/clients.h"
+#include "render/Memory.h"
+#include "render/Plan.h"
+#include "render/RoundToNearest.h"
+
+namespace polar {
+
+namespace {
+
+// An image that was found to be in order.
+struct Picture {
+    Image image;
+    Size size;
+    const Client* client;
+    Alpha alpha;
+    Bytes bytes;
+};
+
+int check(const polar_image* image, Picture& picture) {
+    if (image == nullptr || image->pixels == nullptr) return POLAR_NULL_POINTER;
+    if (image->width < 1 || image->height < 1) return POLAR_BAD_SIZE;
+    picture.client = findClient(image->format);
+    if (picture.client == nullptr || image->alpha < POLAR_STRAIGHT || image->alpha > POLAR_OPAQUE)
+        return POLAR_BAD_FORMAT;
+    picture.alpha = picture.client->format == 0 ? Alpha::opaque : static_cast<Alpha>(image->alpha);
+    picture.size = {image->width, image->height};
+    const auto pixelBytes = static_cast<std::int64_t>(picture.client->pixelBytes);
+    picture.image = {image->pixels,
+                     image->row_bytes != 0 ? image->row_bytes : image->width * pixelBytes};
+    const auto bytes =
+        bytesOf(picture.image, pixelBytes, 0, 0, image->width - 1, image->height - 1);
+    if (!bytes) return POLAR_BAD_SIZE;
+    picture.bytes = *bytes;
+    return POLAR_OK;
+}
+
+bool isWithin(double value, double least, double most) { return value >= least && value <= most; }
+
+int check(const polar_circle& given, Circle& circle) {
+    constexpr double farthest = 0x1p31;
+    circle = {{given.center_x, given.center_y},
+              {given.radius_x, given.radius_y},
+              given.inner,
+              given.start_turns,
+              given.turns == 0 ? 1.0 : given.turns,
+              given.clockwise != 0};
+    const bool isFine = isWithin(circle.centre.x, -farthest, farthest) &&
+                        isWithin(circle.centre.y, -farthest, farthest) &&
+                        isWithin(circle.radii.x, 1 / farthest, farthest) &&
+                        isWithin(circle.radii.y, 1 / farthest, farthest) && circle.inner >= 0 &&
+                        circle.inner < 1 && isWithin(circle.startTurns, -farthest, farthest) &&
+                        circle.turns > 0 && circle.turns <= 1;
+    return isFine ? POLAR_OK : POLAR_BAD_GEOMETRY;
+}
+
+// Where rectangles are empty or end beyond 32 bits; a size of 0 may mean a default.
+bool isBad(const polar_rect& rect, std::int32_t leastSize) {
+    constexpr std::int64_t most = 0x7FFFFFFF;
+    return rect.width < leastSize || rect.height < leastSize ||
+           std::int64_t{rect.x} + rect.width > most || std::int64_t{rect.y} + rect.height > most;
+}
+
+Rect intersection(const Rect& rect, Size size) {
+    const auto left = std::clamp<std::int64_t>(rect.x, 0, size.width);
+    const auto top = std::clamp<std::int64_t>(rect.y, 0, size.height);
+    const auto right =
+        std::clamp<std::int64_t>(std::int64_t{rect.x} + rect.width, left, size.width);
+    const auto bottom =
+        std::clamp<std::int64_t>(std::int64_t{rect.y} + rect.height, top, size.height);
+    return {static_cast<QzLong>(left), static_cast<QzLong>(top), static_cast<QzLong>(right - left),
+            static_cast<QzLong>(bottom - top)};
+}
+
+// What is left to do once all is checked.
+class Call {
+  public:
+    int prepare(const polar_image* input, const polar_image* output, const polar_options& options) {
+        for (const int status : {check(input, in_), check(output, out_)})
+            if (status != POLAR_OK) return status;
+        if (in_.client != out_.client || in_.alpha != out_.alpha) return POLAR_BAD_FORMAT;
+        if (const int status = takeOptions(options); status != POLAR_OK) return status;
+        const auto pixelBytes = static_cast<std::int64_t>(out_.client->pixelBytes);
+        if (in_.bytes.overlap(out_.bytes) ||
+            (out_.size.height > 1 && !rowsAreApart(out_.image, pixelBytes, out_.size.width)))
+            return POLAR_OVERLAP;
+        return POLAR_OK;
+    }
+
+    // Throws std::bad_alloc, before anything is written.
+    int run() const {
+        const Geometry geometry = around(request_);
+        const auto width = static_cast<std::size_t>(out_.size.width);
+        const auto doubles = std::make_unique_for_overwrite<double[]>(2 * width);
+        const Tables tables{doubles.get(), doubles.get() + width};
+        const bool isDone = conversion_ == nullptr ? renderStraight(geometry, tables)
+                                                   : renderConverted(geometry, tables);
+        return isDone ? POLAR_OK : POLAR_CANCELLED;
+    }
+
+  private:
+    int takeOptions(const polar_options& options) {
+        if (options.size != 0 && options.size < sizeof options) return POLAR_BAD_OPTION;
+        if (options.direction != POLAR_UNWRAP && options.direction != POLAR_WRAP)
+            return POLAR_BAD_OPTION;
+        if (options.sampling != POLAR_BILINEAR && options.sampling != POLAR_NEAREST)
+            return POLAR_BAD_OPTION;
+        if (options.threads < 0) return POLAR_BAD_OPTION;
+        for (const float component : options.background)
+            if (!std::isfinite(component)) return POLAR_BAD_OPTION;
+        sampling_ = options.sampling == POLAR_NEAREST ? Sampling::nearest : Sampling::bilinear;
+        threads_ = options.threads;
+        std::copy(std::begin(options.background), std::end(options.background), background_);
+        progress_ = {options.progress, options.user};
+        chooseConversion();
+        return takeGeometry(options);
+    }
+
+    // A pixel that is copied may stay as it is, whatever its alpha says.
+    void chooseConversion() {
+        if (in_.alpha == Alpha::opaque)
+            conversion_ = &in_.client->opaque;
+        else if (in_.alpha == Alpha::premultiplied && sampling_ == Sampling::bilinear)
+            conversion_ = &in_.client->premultiplied;
+    }
+
+    int takeGeometry(const polar_options& options) {
+        const polar_rect all{0, 0, in_.size.width, in_.size.height};
+        const polar_rect& source = options.source != nullptr ? *options.source : all;
+        polar_rect whole{0, 0, out_.size.width, out_.size.height};
+        if (options.whole != nullptr) whole = *options.whole;
+        if (isBad(source, 1) || isBad(whole, 0)) return POLAR_BAD_OPTION;
+        if (whole.width == 0) whole.width = source.width;
+        if (whole.height == 0) whole.height = source.height;
+        const bool wraps = options.direction == POLAR_WRAP;
+        const Size result{whole.width, whole.height}, original{source.width, source.height};
+        request_.mapping = wraps ? Mapping::wrap : Mapping::unwrap;
+        request_.source = {source.x, source.y, source.width, source.height};
+        request_.bounds = intersection(request_.source, in_.size);
+        request_.panorama = wraps ? original : result;
+        request_.circle = inscribed(wraps ? result : original);
+        request_.x = whole.x;
+        request_.y = whole.y;
+        request_.region = {0, 0, out_.size.width, out_.size.height};
+        return options.circle == nullptr ? POLAR_OK : check(*options.circle, request_.circle);
+    }
+
+    unsigned threads() const {
+        return usefulThreads(threads_, std::int64_t{out_.size.width} * out_.size.height);
+    }
+
+    bool renderStraight(const Geometry& geometry, const Tables& tables) const {
+        const Plan plan(in_.client->format, geometry, in_.image, out_.image, sampling_, tables);
+        return runBands(out_.size.height, threads(), progress_,
+                        [&](unsigned, std::int64_t first, std::int64_t count) {
+                            plan.render(static_cast<QzLong>(first), static_cast<QzLong>(count));
+                        });
+    }
+
+    // Renders from a copy of the source that the core knows, some rows at a time, which are then
+    // converted back.
+    bool renderConverted(const Geometry& geometry, const Tables& tables) const {
+        const Rect part = geometry.bounds;
+        const std::size_t pixelBytes = conversion_->pixelBytes;
+        const auto partRowBytes = static_cast<std::size_t>(part.width) * pixelBytes;
+        const auto stripRowBytes = static_cast<std::size_t>(out_.size.width) * pixelBytes;
+        const std::int64_t stripRows =
+            std::clamp<std::int64_t>(0x80000 / static_cast<std::int64_t>(stripRowBytes), 8, 4096);
+        const unsigned count = threads();
+        const auto copy = allocate(partRowBytes, static_cast<std::size_t>(part.height));
+        const auto strips = allocate(stripRowBytes * static_cast<std::size_t>(stripRows), count);
+
+        runBands(part.height, count, {}, [&](unsigned, std::int64_t first, std::int64_t rows) {
+            loadRows(part, first, rows, copy.get(), partRowBytes);
+        });
+        // The copy keeps the coordinates of the original, whose pixel (0, 0) it may lack.
+        const Image input{reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(copy.get()) -
+                                                  static_cast<std::size_t>(part.y) * partRowBytes -
+                                                  static_cast<std::size_t>(part.x) * pixelBytes),
+                          static_cast<std::int64_t>(partRowBytes)};
+        const Image strip{strips.get(), static_cast<std::int64_t>(stripRowBytes)};
+        const Plan plan(conversion_->format, geometry, input, {nullptr, strip.rowBytes}, sampling_,
+                        tables);
+        return runBands(
+            out_.size.height, count, progress_,
+            [&](unsigned thread, std::int64_t first, std::int64_t rows) {
+                Image own = strip;
+                own.pixels =
+                    strips.get() + stripRowBytes * static_cast<std::size_t>(stripRows) * thread;
+                for (const std::int64_t end = first + rows; first < end; first += stripRows) {
+                    const auto height = std::min(stripRows, end - first);
+                    plan.renderTo(own, static_cast<QzLong>(first), static_cast<QzLong>(height));
+                    storeRows(own, first, height);
+                }
+            });
+    }
+
+    static std::unique_ptr<unsigned char[]> allocate(std::size_t rowBytes, std::size_t rows) {
+        std::size_t bytes = 0;
+        if (__builtin_mul_overflow(rowBytes, rows, &bytes)) throw std::bad_alloc();
+        return std::make_unique_for_overwrite<unsigned char[]>(bytes);
+    }
+
+    unsigned char* address(const Picture& picture, std::int64_t column, std::int64_t row) const {
+        return static_cast<unsigned char*>(picture.image.pixels) + row * picture.image.rowBytes +
+               column * static_cast<std::int64_t>(picture.client->pixelBytes);
+    }
+
+    void loadRows(const Rect& part, std::int64_t first, std::int64_t rows, unsigned char* copy,
+                  std::size_t rowBytes) const {
+        const RoundToNearest rounding;
+        for (std::int64_t row = first; row < first + rows; ++row)
+            conversion_->load(address(in_, part.x, part.y + row),
+                              static_cast<std::size_t>(part.width),
+                              copy + static_cast<std::size_t>(row) * rowBytes);
+    }
+
+    void storeRows(const Image& strip, std::int64_t first, std::int64_t rows) const {
+        const RoundToNearest rounding;
+        for (std::int64_t row = 0; row < rows; ++row)
+            conversion_->store(static_cast<unsigned char*>(strip.pixels) + row * strip.rowBytes,
+                               static_cast<std::size_t>(out_.size.width), background_,
+                               address(out_, 0, first + row));
+    }
+
+    Picture in_{}, out_{};
+    const Conversion* conversion_ = nullptr;
+    Sampling sampling_ = Sampling::bilinear;
+    int threads_ = 0;
+    float background_[3] = {};
+    Progress progress_;
+    Request request_{};
+};
+
+}  // namespace
+
+}  // namespace polar
+
+int polar_render(const polar_image* input, const polar_image* output,
+                 const polar_options* options) {
+    try {
+        polar::Call call;
+        const int status =
+            call.prepare(input, output, options != nullptr ? *options : polar_options{});
+        return status == POLAR_OK ? call.run() : status;
+    } catch (const std::bad_alloc&) {
+        return POLAR_OUT_OF_MEMORY;
+    }
+}
+
+const char* polar_status_text(int status) {
+    switch (status) {
+        case POLAR_OK:
+            return "done";
+        case POLAR_CANCELLED:
+            return "cancelled";
+        case POLAR_NULL_POINTER:
+            return "an image or its pixels are null";
+        case POLAR_BAD_SIZE:
+            return "a width or height is below 1, or rows end beyond the address space";
+        case POLAR_BAD_FORMAT:
+            return "unknown format or kind of alpha, or two that differ";
+        case POLAR_BAD_OPTION:
+            return "an option is outside its range";
+        case POLAR_BAD_GEOMETRY:
+            return "the circle is outside its range";
+        case POLAR_OVERLAP:
+            return "the images share memory, or rows of the output do";
+        case POLAR_OUT_OF_MEMORY:
+            return "not enough memory";
+        default:
+            return "unknown status";
+    }
+}
+
+size_t polar_pixel_bytes(int format) {
+    const polar::Client* const client = polar::findClient(format);
+    return client != nullptr ? client->pixelBytes : 0;
+}
+
+const char* polar_version(void) { return POLAR_VERSION; }
