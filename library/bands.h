@@ -50,9 +50,10 @@ bool runBands(std::int64_t rows, unsigned threads, const Progress& progress, Wor
     } catch (const std::exception&) {
         // The threads that there are do the work.
     }
-    while (workOnOne(0))
+    while (workOnOne(0) && done < rows)
         if (progress.stops(static_cast<double>(done) / static_cast<double>(rows))) stopped = true;
     helpers.clear();
+    if (!stopped) progress.stops(1.0);  // too late to stop
     return !stopped;
 }
 
