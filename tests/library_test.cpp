@@ -10,6 +10,7 @@
 
 #include "render/Plan.h"
 #include "tests/Scene.h"
+#include "tests/anyCall.h"
 
 namespace {
 
@@ -230,6 +231,11 @@ TEST(Library, SaysWhenMemoryIsOut) {
     image.image.alpha = output.alpha = POLAR_PREMULTIPLIED;
     EXPECT_EQ(polar_render(&image.image, &output, nullptr), POLAR_OUT_OF_MEMORY);
     EXPECT_EQ(image.row(0)[4], 0xA5);
+}
+
+TEST(Library, AnyCallIsRefusedOrRenders) {
+    for (unsigned seed = 0; seed < 2000; ++seed)
+        ASSERT_NO_THROW(anyCall(randomBytes(seed, 120))) << seed;
 }
 
 TEST(Library, TellsProgressAndCanBeCancelled) {

@@ -1,0 +1,10 @@
+// libFuzzer over calls of the library, which is linked in, so that it is instrumented.
+
+#include <cstddef>
+
+#include "tests/anyCall.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, std::size_t size) {
+    anyCall({bytes, size});
+    return 0;
+}
