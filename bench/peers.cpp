@@ -2,7 +2,6 @@
 // output and, where a path is given, a chart.
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <ctime>
@@ -16,17 +15,11 @@
 
 namespace {
 
+using hosting::Filter;
+using hosting::Sampling;
+
 constexpr QzLong side = 2880;
 constexpr int repetitions = 9;
-
-struct Format {
-    const char* name;
-    QzBitmapType type;
-    int cvType;
-};
-constexpr std::array formats{Format{"RGBA8", QzBitmapTypeRGBA8, CV_8UC4},
-                             Format{"RGBA16", QzBitmapTypeRGBA16, CV_16UC4},
-                             Format{"float", QzBitmapTypeRGBAFloat, CV_32FC4}};
 
 struct Result {
     std::string name;
@@ -48,18 +41,20 @@ double median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-Result measure(const PluginModule& module, Filter filter, Sampling sampling, const Format& format) {
-    const Bitmap input = makeNoise(side, side, format.type);
-    const Bitmap output = makeNoise(side, side, format.type);
-    const cv::Mat from(side, side, format.cvType, input->pixels);
+template <class Buffer>
+Result measure(const hosting::Module& module, Filter filter, Sampling sampling) {
+    using Component = typename Buffer::Pixel::Component;
+    const hosting::Bitmap input = makeNoise<Buffer>(side, side);
+    const hosting::Bitmap output = makeNoise<Buffer>(side, side);
+    const cv::Mat from(side, side, CV_MAKETYPE(cv::DataType<Component>::depth, 4), input->pixels);
     cv::Mat to = from.clone();
     const bool wraps = filter == Filter::rectangularToPolar;
     const bool nearest = sampling == Sampling::nearest;
     int flags = cv::WARP_POLAR_LINEAR;
     flags |= nearest ? cv::INTER_NEAREST : cv::INTER_LINEAR;
     if (wraps) flags |= cv::WARP_INVERSE_MAP;
-    const Rectangle all{0, 0, side, side};
-    FilterInstance instance(module, filter);
+    const QzRectT<QzLong> all{0, 0, side, side};
+    hosting::FilterInstance instance(module, filter);
     std::vector<double> ours, peers;
     for (int i = 0; i < repetitions; ++i) {
         ours.push_back(
@@ -69,7 +64,7 @@ Result measure(const PluginModule& module, Filter filter, Sampling sampling, con
         }));
     }
     return {std::string(wraps ? "wrap " : "unwrap ") + (nearest ? "nearest " : "bilinear ") +
-                format.name,
+                Buffer::name,
             median(ours), median(peers)};
 }
 
@@ -101,20 +96,22 @@ void writeChart(const char* path, const std::vector<Result>& results) {
 
 int main(int argc, char** argv) {
     cv::setNumThreads(1);
-    const PluginModule module(POLAR_MODULE);
+    const hosting::Module module(POLAR_MODULE);
     std::vector<Result> results;
     double logarithms = 0;
     std::printf("| case | Polar ns/pixel | warpPolar ns/pixel | ratio |\n|---|---|---|---|\n");
     for (const Filter filter : {Filter::polarToRectangular, Filter::rectangularToPolar})
         for (const Sampling sampling : {Sampling::bilinear, Sampling::nearest})
-            for (const Format& format : formats) {
-                results.push_back(measure(module, filter, sampling, format));
-                const Result& result = results.back();
-                logarithms += std::log(result.ratio());
-                std::printf("| %s | %.1f | %.1f | %.2f |\n", result.name.c_str(), result.ours,
-                            result.peers, result.ratio());
-                std::fflush(stdout);
-            }
+            forEachFormat([&]<class Buffer>() {
+                if constexpr (!Buffer::Pixel::packed) {  // warpPolar has no packed formats
+                    const Result result = measure<Buffer>(module, filter, sampling);
+                    logarithms += std::log(result.ratio());
+                    std::printf("| %s | %.1f | %.1f | %.2f |\n", result.name.c_str(), result.ours,
+                                result.peers, result.ratio());
+                    std::fflush(stdout);
+                    results.push_back(result);
+                }
+            });
     std::printf("\ngeometric mean of the ratios: %.2f (OpenCV %s, medians of %d)\n",
                 std::exp(logarithms / double(results.size())), CV_VERSION, repetitions);
     if (argc > 1) writeChart(argv[1], results);

@@ -16,41 +16,35 @@ void fi_FreeMem(void* block) { FreeMemQz(block); }
 
 namespace {
 
+using hosting::Filter;
+using hosting::Sampling;
+
 struct Size {
     QzLong width, height;
 };
 constexpr Size sizes[] = {{1920, 1080}, {2880, 2880}, {1001, 777}};
 
-struct Format {
-    const char* name;
-    QzBitmapType type;
-    std::size_t pixelBytes;
-};
-constexpr Format formats[] = {{"rgba8", QzBitmapTypeRGBA8, 4},
-                              {"rgba10", QzBitmapTypeRGBA10, 5},
-                              {"rgba12", QzBitmapTypeRGBA12, 6},
-                              {"rgba16", QzBitmapTypeRGBA16, 8},
-                              {"float", QzBitmapTypeRGBAFloat, 16}};
-
 // Repeats `render` and reports its time by pixel of the frame.
-template <class Render>
-void measure(benchmark::State& state, const Size& size, const Format& format, Render render) {
-    const Bitmap input = makeNoise(size.width, size.height, format.type);
-    const Bitmap output = makeNoise(size.width, size.height, format.type);
+template <class Buffer, class Render>
+void measure(benchmark::State& state, const Size& size, Render render) {
+    const hosting::Bitmap input = makeNoise<Buffer>(size.width, size.height);
+    const hosting::Bitmap output = makeNoise<Buffer>(size.width, size.height);
     for (auto _ : state) render(*input, *output);
     state.counters["s/pixel"] = benchmark::Counter(
         double(size.width) * size.height,
         benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
-void registerFormat(const PluginModule& module, const Size& size, const Format& format) {
-    const Rectangle all{0, 0, size.width, size.height};
-    const std::string frame = std::string(format.name) + '/' + std::to_string(size.width) + 'x' +
+template <class Buffer>
+void registerFormat(const hosting::Module& module, const Size& size) {
+    const QzRectT<QzLong> all{0, 0, size.width, size.height};
+    const std::string frame = std::string(Buffer::name) + '/' + std::to_string(size.width) + 'x' +
                               std::to_string(size.height);
     benchmark::RegisterBenchmark(("memcpy/" + frame).c_str(), [=](benchmark::State& state) {
-        measure(state, size, format, [=](const QzBitmap& from, QzBitmap& to) {
+        measure<Buffer>(state, size, [=](const QzBitmap& from, QzBitmap& to) {
             std::memcpy(to.pixels, from.pixels,
-                        format.pixelBytes * std::size_t(size.width) * std::size_t(size.height));
+                        sizeof(typename Buffer::Pixel) * std::size_t(size.width) *
+                            std::size_t(size.height));
             benchmark::ClobberMemory();
         });
     });
@@ -60,24 +54,22 @@ void registerFormat(const PluginModule& module, const Size& size, const Format& 
                 std::string(filter == Filter::polarToRectangular ? "unwrap/" : "wrap/") +
                 (sampling == Sampling::nearest ? "nearest/" : "bilinear/") + frame;
             benchmark::RegisterBenchmark(name.c_str(), [=, &module](benchmark::State& state) {
-                FilterInstance instance(module, filter);
-                measure(state, size, format, [&](QzBitmap& from, QzBitmap& to) {
+                hosting::FilterInstance instance(module, filter);
+                measure<Buffer>(state, size, [&](QzBitmap& from, QzBitmap& to) {
                     instance.render(from, to, all, all, sampling);
                 });
             });
             benchmark::RegisterBenchmark(("plain/" + name).c_str(), [=](benchmark::State& state) {
-                measure(state, size, format, [&](QzBitmap& from, QzBitmap& to) {
+                measure<Buffer>(state, size, [&](QzBitmap& from, QzBitmap& to) {
                     VexFilterInstance record{};
                     record.InputBitmap = &from;
                     record.OutputBitmap = &to;
                     record.SourceRect = record.OutputRegion = all;
                     record.SamplingWord = static_cast<QzLong>(sampling);
-                    visitFormat(format.type, [&]<class Buffer>() {
-                        renderRecord(record, format.type, Buffer::Pixel::pixelBytes,
-                                     filter == Filter::polarToRectangular ? polar::Mapping::unwrap
-                                                                          : polar::Mapping::wrap,
-                                     polar::plainPath);
-                    });
+                    renderRecord(record, Buffer::bitmapType, Buffer::Pixel::pixelBytes,
+                                 filter == Filter::polarToRectangular ? polar::Mapping::unwrap
+                                                                      : polar::Mapping::wrap,
+                                 polar::plainPath);
                 });
             });
         }
@@ -87,9 +79,9 @@ void registerFormat(const PluginModule& module, const Size& size, const Format& 
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
-    const PluginModule module(POLAR_MODULE);
+    const hosting::Module module(POLAR_MODULE);
     for (const Size& size : sizes)
-        for (const Format& format : formats) registerFormat(module, size, format);
+        forEachFormat([&]<class Buffer>() { registerFormat<Buffer>(module, size); });
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
 }

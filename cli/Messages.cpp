@@ -5,6 +5,8 @@
 #include <iostream>
 #include <mutex>
 
+namespace cli {
+
 namespace {
 
 std::mutex lock;
@@ -26,3 +28,5 @@ void Messages::print(const std::string& text) {
     const std::string line = "polar: " + text + "\n";
     std::cerr << (shownStatus.empty() ? line : eraseLine + line + shownStatus);
 }
+
+}  // namespace cli

@@ -1,22 +1,10 @@
-// What `polar` says on standard error. All of it may be used from any thread.
+// What `polar` prints on standard error. All of it may be used from any thread.
 #pragma once
 
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 
-// Ends the work on one file. `reason` is one line: the value met and the range accepted.
-class FileError : public std::runtime_error {
-  public:
-    FileError(const std::filesystem::path& file, const std::string& reason)
-        : std::runtime_error(file.string() + ": " + reason) {}
-};
-
-// A command line that means nothing.
-class UsageError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
+namespace cli {
 
 enum class Verbosity { quiet, normal, verbose };
 
@@ -32,8 +20,8 @@ class Messages {
     void detail(const std::filesystem::path& file, const std::string& text) const {
         if (verbosity_ == Verbosity::verbose) print(file.string() + ": " + text);
     }
-    // Replaces the last line of the terminal; lines of the other kinds go above it. An empty one
-    // takes it away. Only on a terminal, and unless quiet.
+    // Replaces the terminal's last line, below all other messages; an empty text removes it. Only
+    // on a terminal, and unless quiet.
     void status(const std::string& text) const;
 
     // One line.
@@ -42,3 +30,5 @@ class Messages {
   private:
     Verbosity verbosity_;
 };
+
+}  // namespace cli

@@ -7,18 +7,49 @@
 #include <vector>
 
 #include "cli/Messages.h"
-#include "cli/renderFrames.h"
+#include "hosting/Module.h"
+#include "pictures/FileSettings.h"
+#include "pictures/Rectangle.h"
+#include "sequences/FrameRange.h"
+
+namespace cli {
 
 enum class Command { filter, compare, info };
 
+// The files that the user names.
+struct Paths {
+    std::vector<std::filesystem::path> inputs;
+    std::filesystem::path output;
+    std::optional<sequences::FrameRange> frames;  // of names with a place for the frame number
+};
+
+// How to render a frame.
+struct FrameSettings {
+    hosting::Filter filter = hosting::Filter::polarToRectangular;
+    hosting::Sampling sampling = hosting::Sampling::bilinear;
+    std::optional<QzBitmapType> format;         // else the one that holds the file's values
+    std::optional<pictures::Rectangle> source;  // in pixels of the picture; else all of it
+    std::optional<pictures::Rectangle> region;  // the part to render and write; likewise
+    std::string layer;                          // part or layer of the file; empty: its R, G, B, A
+    pictures::FileSettings file;                // of the output
+    bool overwrite = false;                     // whether the output may replace its own input
+};
+
+// How to go through the frames.
+struct RunSettings {
+    unsigned threads = 0;      // frames at a time; 0: as many as this process has cores
+    bool skipMissing = false;  // go on when an input is missing
+    bool stats = false;        // a summary at the end
+};
+
 struct Options {
     Command command = Command::info;
-    std::vector<Frame> frames;  // to render or to compare
+    Paths paths;
     FrameSettings frame;
     RunSettings run;
     double tolerance = 0;  // of a comparison; 1.0 is the whole range of a component
     bool dryRun = false;
-    std::optional<std::filesystem::path> plugin;  // else where the module is installed
+    std::optional<std::filesystem::path> plugin;  // else the installed module
     Verbosity verbosity = Verbosity::normal;
 };
 
@@ -29,5 +60,10 @@ struct ParsedCommandLine {
     int exitStatus = 0;
 };
 
-// Looks on the disk for frames. Throws FileError where there are none.
+// Does not touch the disk.
 ParsedCommandLine parseCommandLine(int argc, char** argv);
+
+// One line about wrong usage on standard error. Returns the exit status.
+int wrongUsage(const std::string& reason);
+
+}  // namespace cli

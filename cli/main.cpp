@@ -1,24 +1,32 @@
-// `polar`, the command-line host of the Polar module.
+// `polar`, the command line.
 
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 
 #include "cli/Options.h"
-#include "cli/PluginHost.h"
-#include "cli/comparePictures.h"
-#include "cli/imageLibrary.h"
+#include "cli/renderFrames.h"
 #include "cli/signals.h"
+#include "hosting/Module.h"
+#include "pictures/comparePictures.h"
+#include "pictures/imageLibrary.h"
+#include "sequences/FilePair.h"
+
+namespace cli {
 
 namespace {
 
+using Pairs = std::vector<sequences::FilePair>;
+
 void flushOutput() {
-    if (!std::cout.flush()) throw FileError("standard output", "cannot be written");
+    if (!std::cout.flush()) throw std::runtime_error("standard output: cannot be written");
 }
 
-void printInfo(const PluginModule& module) {
+void printInfo(const hosting::Module& module) {
+    using hosting::Filter;
     std::cout << module.path().string() << '\n';
     for (const Filter filter : {Filter::polarToRectangular, Filter::rectangularToPolar}) {
-        FilterInstance instance(module, filter);
+        hosting::FilterInstance instance(module, filter);
         const VexFilterInstance& record = instance.record();
         std::cout << "filter " << record.FilterIndex << ": \"" << record.Name << "\", category \""
                   << record.Category << "\"\n"
@@ -32,56 +40,72 @@ void printInfo(const PluginModule& module) {
     flushOutput();
 }
 
-bool compareAll(const Options& options) {
+hosting::Module loadModule(const Options& options) {
+    if (options.plugin) return hosting::Module(*options.plugin);
+    try {
+        return hosting::Module(hosting::Module::installedPath());
+    } catch (const hosting::ModuleError& error) {
+        throw std::runtime_error(std::string(error.what()) + "; --plugin PATH names another one");
+    }
+}
+
+bool compareAll(const Pairs& pairs, const Options& options) {
     bool agree = true;
-    for (const Frame& pair : options.frames) {
-        const Comparison found = comparePictures(pair, options.tolerance);
-        if (options.verbosity != Verbosity::quiet) std::cout << found.report;
-        agree = agree && found.agree;
+    for (const auto& [a, b] : pairs) {
+        const auto comparison = pictures::comparePictures(a, b, options.tolerance);
+        if (options.verbosity != Verbosity::quiet) std::cout << comparison.report;
+        agree = agree && comparison.agree;
     }
     flushOutput();
     return agree;
 }
 
-// Says what would be done. Whether all inputs are there.
-bool tellFrames(const std::vector<Frame>& frames) {
+// Prints what would be done. Returns whether all inputs exist.
+bool listRun(const Pairs& frames) {
     bool complete = true;
     for (const auto& [input, output] : frames) {
-        const bool there = std::filesystem::exists(input);
-        if (there)
+        const bool exists = std::filesystem::exists(input);
+        if (exists)
             std::cout << input.string() << " -> " << output.string() << '\n';
         else
             Messages::print(input.string() + ": no such file");
-        complete = complete && there;
+        complete = complete && exists;
     }
     flushOutput();
     return complete;
 }
 
-// Whether all went well.
+// Returns whether all went well.
 bool run(const Options& options) {
-    if (options.command == Command::compare) return compareAll(options);
-    if (options.dryRun) return tellFrames(options.frames);
     const Messages messages(options.verbosity);
-    const PluginModule module(options.plugin.value_or(PluginModule::installedPath()));
+    if (options.command == Command::info) {
+        printInfo(loadModule(options));
+        return true;
+    }
+    const auto& [inputs, output, range] = options.paths;
+    const Pairs pairs = sequences::listFilePairs(inputs, output, range);
+    if (options.command == Command::compare) return compareAll(pairs, options);
+    if (options.dryRun) return listRun(pairs);
+    const hosting::Module module = loadModule(options);
     messages.detail(module.path(), "module loaded");
-    if (options.command == Command::filter)
-        return renderFrames(module, options.frames, options.frame, options.run, messages);
-    printInfo(module);
-    return true;
+    return renderFrames(module, pairs, options.frame, options.run, messages);
 }
 
 }  // namespace
 
+}  // namespace cli
+
 int main(int argc, char** argv) {
     try {
-        endCleanlyOnSignals();
-        silencePngLibrary();
-        const ParsedCommandLine parsed = parseCommandLine(argc, argv);
+        cli::endCleanlyOnSignals();
+        pictures::silencePngLibrary();
+        const cli::ParsedCommandLine parsed = cli::parseCommandLine(argc, argv);
         if (!parsed.options) return parsed.exitStatus;
-        return run(*parsed.options) ? 0 : 1;
+        return cli::run(*parsed.options) ? 0 : 1;
+    } catch (const sequences::UsageError& error) {
+        return cli::wrongUsage(error.what());
     } catch (const std::exception& error) {
-        Messages::print(error.what());
+        cli::Messages::print(error.what());
         return 1;
     }
 }

@@ -10,7 +10,10 @@
 #include <mutex>
 #include <thread>
 
-#include "cli/imageLibrary.h"
+#include "cli/renderPicture.h"
+#include "pictures/imageLibrary.h"
+
+namespace cli {
 
 namespace {
 
@@ -35,8 +38,8 @@ void readAhead(const std::filesystem::path& file) {
 // The state that the threads of a run share.
 class Run {
   public:
-    Run(const PluginModule& module, const std::vector<Frame>& frames, const FrameSettings& settings,
-        const RunSettings& run, const Messages& messages)
+    Run(const hosting::Module& module, const std::vector<sequences::FilePair>& frames,
+        const FrameSettings& settings, const RunSettings& run, const Messages& messages)
         : module_(module), frames_(frames), settings_(settings), run_(run), messages_(messages) {}
 
     // Works until no frame is left. To be called by `threads` threads at once.
@@ -60,7 +63,7 @@ class Run {
     }
 
   private:
-    void render(const Frame& frame) {
+    void render(const sequences::FilePair& frame) {
         std::error_code error;
         if (run_.skipMissing && !std::filesystem::exists(frame.input, error)) {
             Messages::print(frame.input.string() + ": no such file; skipped");
@@ -96,8 +99,8 @@ class Run {
                       total_.read, total_.render, total_.write, usage.ru_maxrss / 1024);
     }
 
-    const PluginModule& module_;
-    const std::vector<Frame>& frames_;
+    const hosting::Module& module_;
+    const std::vector<sequences::FilePair>& frames_;
     const FrameSettings& settings_;
     const RunSettings& run_;
     const Messages& messages_;
@@ -111,12 +114,12 @@ class Run {
 
 }  // namespace
 
-bool renderFrames(const PluginModule& module, const std::vector<Frame>& frames,
+bool renderFrames(const hosting::Module& module, const std::vector<sequences::FilePair>& frames,
                   const FrameSettings& settings, const RunSettings& run, const Messages& messages) {
     const unsigned cores = run.threads == 0 ? std::thread::hardware_concurrency() : run.threads;
     const auto threads =
         static_cast<unsigned>(std::clamp<std::size_t>(frames.size(), 1, std::max(1U, cores)));
-    setLibraryThreads(std::max(1U, cores / threads));
+    pictures::setLibraryThreads(std::max(1U, cores / threads));
     Run state(module, frames, settings, run, messages);
     {
         std::vector<std::jthread> helpers;
@@ -126,3 +129,5 @@ bool renderFrames(const PluginModule& module, const std::vector<Frame>& frames,
     }
     return state.finish(threads);
 }
+
+}  // namespace cli

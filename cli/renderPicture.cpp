@@ -6,11 +6,23 @@
 #include <new>
 #include <system_error>
 
+#include "pictures/PictureReader.h"
+#include "pictures/PictureWriter.h"
+#include "pictures/Rectangle.h"
+#include "pixels/QzBuffer.h"
+
+namespace cli {
+
 namespace {
+
+using pictures::FileError;
+using pictures::PictureReader;
+using pictures::Rectangle;
+using pictures::toText;
 
 class Stopwatch {
   public:
-    // Seconds since the last lap.
+    // Seconds since the last call, or since construction.
     double lap() {
         const auto now = std::chrono::steady_clock::now();
         const std::chrono::duration<double> time = now - last_;
@@ -32,58 +44,60 @@ std::string inMilliseconds(double seconds) {
 Rectangle within(const Rectangle& picture, const std::optional<Rectangle>& asked,
                  const char* option, const std::filesystem::path& file) {
     const Rectangle rectangle = asked.value_or(picture);
-    if (!contains(picture, rectangle))
+    if (!pictures::contains(picture, rectangle))
         throw FileError(file, std::string(option) + " " + toText(rectangle) +
                                   " lies outside the picture " + toText(picture) +
                                   "; the nearest inside is " +
-                                  toText(nearestIn(picture, rectangle)));
+                                  toText(pictures::nearestIn(picture, rectangle)));
     return rectangle;
 }
 
 void refuseOwnInput(const std::filesystem::path& input, const std::filesystem::path& output) {
-    std::error_code error;  // of files that are not there, which are not the same
+    std::error_code error;  // missing files are not the same
     if (std::filesystem::equivalent(input, output, error))
         throw FileError(output, "is the input; --overwrite replaces it");
 }
 
 std::string describe(const PictureReader& reader, QzBitmapType format) {
-    const auto* const name =
-        std::find_if(std::begin(formatNames), std::end(formatNames),
-                     [=](const auto& known) { return known.second == format; });
+    std::string name;
+    visitFormat(format, [&]<class Buffer>() { name = Buffer::name; });
     return std::string(reader.spec().format.c_str()) + " components, " +
-           (reader.channels().alpha < 0           ? "no alpha"
-            : reader.alpha() == Alpha::associated ? "associated alpha"
-                                                  : "straight alpha") +
-           ", rendered as " + name->first;
+           (reader.channels().alpha < 0                     ? "no alpha"
+            : reader.alpha() == pictures::Alpha::associated ? "associated alpha"
+                                                            : "straight alpha") +
+           ", rendered as " + name;
 }
 
-FrameTimes render(const PluginModule& module, const std::filesystem::path& input,
+FrameTimes render(const hosting::Module& module, const std::filesystem::path& input,
                   const std::filesystem::path& output, const FrameSettings& settings,
                   PictureReader& reader, const Messages& messages) {
     const Rectangle picture = reader.picture();
     const Rectangle source = within(picture, settings.source, "--source", input);
     const Rectangle region = within(picture, settings.region, "--region", input);
     const QzBitmapType format = settings.format.value_or(reader.format());
-    const bool nearest = settings.sampling == Sampling::nearest;
+    const bool nearest = settings.sampling == hosting::Sampling::nearest;
     messages.detail(input, toText(picture) + ", " + describe(reader, format));
     messages.detail(input, "source " + toText(source) + ", region " + toText(region) + ", " +
                                (nearest ? "nearest" : "bilinear"));
 
-    PictureWriter writer(output);
+    pictures::PictureWriter writer(output);
     Stopwatch stopwatch;
     FrameTimes times;
-    Bitmap in = makeBitmap(picture.width, picture.height, format);
-    samplesToBitmap(reader.read(), reader.channels(), reader.alpha(), reader.data(), *in, picture);
+    hosting::Bitmap in = hosting::makeBitmap(picture.width, picture.height, format);
+    pictures::samplesToBitmap(reader.read(), reader.channels(), reader.alpha(), reader.data(), *in,
+                              picture);
     times.read = stopwatch.lap();
 
-    const Bitmap out = makeBitmap(picture.width, picture.height, format);
-    FilterInstance instance(module, settings.filter);
+    const hosting::Bitmap out = hosting::makeBitmap(picture.width, picture.height, format);
+    hosting::FilterInstance instance(module, settings.filter);
     instance.render(*in, *out, source, region, settings.sampling);
     instance.close();
-    in.reset();  // its memory serves to write
+    in.reset();  // its memory is reused for writing
     times.render = stopwatch.lap();
 
-    writer.write(*out, region, reader, settings.file, messages);
+    const auto written = writer.write(*out, region, reader, settings.file);
+    for (const std::string& warning : written.warnings) messages.warning(output, warning);
+    messages.detail(output, written.description);
     times.write = stopwatch.lap();
     messages.detail(output, "read in " + inMilliseconds(times.read) + ", rendered in " +
                                 inMilliseconds(times.render) + ", written in " +
@@ -93,13 +107,14 @@ FrameTimes render(const PluginModule& module, const std::filesystem::path& input
 
 }  // namespace
 
-FrameTimes renderPicture(const PluginModule& module, const std::filesystem::path& input,
+FrameTimes renderPicture(const hosting::Module& module, const std::filesystem::path& input,
                          const std::filesystem::path& output, const FrameSettings& settings,
                          const Messages& messages) {
     if (!settings.overwrite) refuseOwnInput(input, output);
     std::string size;
     try {
-        PictureReader reader(input, settings.layer, messages);
+        PictureReader reader(input, settings.layer);
+        for (const std::string& warning : reader.warnings()) messages.warning(input, warning);
         size = " for " + std::to_string(reader.picture().width) + "x" +
                std::to_string(reader.picture().height);
         return render(module, input, output, settings, reader, messages);
@@ -107,3 +122,5 @@ FrameTimes renderPicture(const PluginModule& module, const std::filesystem::path
         throw FileError(input, "not enough memory" + size);
     }
 }
+
+}  // namespace cli

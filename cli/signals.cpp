@@ -6,7 +6,9 @@
 #include <thread>
 
 #include "cli/Messages.h"
-#include "cli/TemporaryFile.h"
+#include "pictures/TemporaryFile.h"
+
+namespace cli {
 
 void endCleanlyOnSignals() {
     std::signal(SIGXFSZ, SIG_IGN);
@@ -17,14 +19,16 @@ void endCleanlyOnSignals() {
         sigaction(signal, nullptr, &action);
         if (action.sa_handler != SIG_IGN) sigaddset(&ending, signal);
     }
-    // Blocked here and in all threads to come, so that they reach the one that waits for them,
-    // which may lock and remove files as no handler may.
+    // Blocked here and in all later threads, so that they reach the one that waits for them, which
+    // may lock and remove files; a handler may not.
     pthread_sigmask(SIG_BLOCK, &ending, nullptr);
     std::thread([ending] {
         int signal = 0;
         sigwait(&ending, &signal);
-        TemporaryFile::removeAllForGood();
+        pictures::TemporaryFile::removeAllForGood();
         Messages(Verbosity::normal).status("");
         _exit(128 + signal);
     }).detach();
 }
+
+}  // namespace cli

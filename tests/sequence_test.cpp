@@ -1,14 +1,18 @@
-// Frame numbers and names as users write them.
+// Frame numbers, names and rectangles as users write them.
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "cli/FrameRange.h"
-#include "cli/SequenceName.h"
-#include "cli/nearestWord.h"
+#include "pictures/Rectangle.h"
+#include "pictures/suggestion.h"
+#include "sequences/FrameRange.h"
+#include "sequences/SequenceName.h"
 
 namespace {
+
+using namespace sequences;
+using namespace pictures;
 
 TEST(FrameRange, IsReadAsUsersWriteIt) {
     const std::pair<const char*, FrameRange> cases[] = {
@@ -50,10 +54,55 @@ TEST(SequenceName, NamesFramesAndFindsThemAgain) {
     for (const char* const text :
          {"", "shot.exr", "%s", "%4d", "%00d", "%012d", "##########", "a#/b"})
         EXPECT_FALSE(SequenceName::parse(text)) << text;
+    EXPECT_FALSE(SequenceName::parse(std::string(1000000, '#')));
     const auto name = SequenceName::parse("s.%04d.e");
     for (const char* const other : {"s.007.e", "s.00007.e", "s.-007.e", "s.0x07.e", "s..e", "s.e",
                                     "t.0007.e", "s.0007.f", "s.99999999999.e", ""})
         EXPECT_EQ(name->frameOf(other), std::nullopt) << other;
+}
+
+TEST(Rectangle, IsReadAsUsersWriteIt) {
+    for (const char* const text : {"8x9+0+0", "1x1+2147483647+7", "2147483647x2147483647+1+2"})
+        EXPECT_EQ(toText(parseRectangle(text).value()), text);
+    EXPECT_EQ(toText(parseRectangle("8x9").value()), "8x9+0+0");
+    for (const char* const text : {"",
+                                   "8",
+                                   "8x",
+                                   "x8",
+                                   "8x-8",
+                                   "-8x8",
+                                   "0x8",
+                                   "8x0",
+                                   "8x8+1",
+                                   "8x8+1+",
+                                   "8x8+1+2+3",
+                                   "8x8+-1+0",
+                                   "8x8+0+0junk",
+                                   " 8x8",
+                                   "8 x8",
+                                   "+8x8",
+                                   "8X8",
+                                   "8.5x8",
+                                   "0x10x8",
+                                   "2147483648x1",
+                                   "8x8+0+99999999999999999999"})
+        EXPECT_FALSE(parseRectangle(text)) << text;
+}
+
+TEST(Rectangle, LiesInAnotherOrIsMovedThere) {
+    const struct {
+        const char *outer, *inner, *nearest;
+    } cases[] = {
+        {"16x8", "16x8", "16x8+0+0"},
+        {"16x8", "4x9+13+1", "4x8+12+0"},
+        {"16x8", "1x1+16+7", "1x1+15+7"},
+        {"16x8", "2147483647x1+2147483647+0", "16x1+0+0"},
+    };
+    for (const auto& [outer, inner, nearest] : cases) {
+        const auto a = parseRectangle(outer).value(), b = parseRectangle(inner).value();
+        EXPECT_EQ(toText(nearestIn(a, b)), nearest) << inner;
+        EXPECT_EQ(contains(a, b), toText(b) == nearest) << inner;
+    }
 }
 
 TEST(Suggestion, IsTheNearestWordOrNone) {

@@ -1,29 +1,39 @@
-// Loads the module and drives it as its host does. One thread at a time for each instance.
+// Loads a module and drives it as its host does. One thread at a time for each instance.
 #pragma once
 
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
+#include <string>
 
-#include "cli/Rectangle.h"
 #include "host/QzLib.h"
 #include "host/VexFilterInstance.h"
+
+namespace hosting {
+
+// A module that cannot be loaded or that fails. The text is one line: its path and the reason.
+class ModuleError : public std::runtime_error {
+  public:
+    ModuleError(const std::filesystem::path& module, const std::string& reason)
+        : std::runtime_error(module.string() + ": " + reason) {}
+};
 
 struct FreeBitmap {
     void operator()(QzBitmap* bitmap) const { FreeBitmapQz(bitmap); }
 };
 using Bitmap = std::unique_ptr<QzBitmap, FreeBitmap>;
 
-// A transparent bitmap. Throws std::bad_alloc where memory is out.
+// A transparent bitmap. Throws std::bad_alloc when memory is out.
 Bitmap makeBitmap(QzLong width, QzLong height, QzBitmapType type);
 
-// A loaded module; it must outlive its instances and whatever text they give.
-class PluginModule {
+// A loaded module; it must outlive its instances and any text they return.
+class Module {
   public:
-    // Where the module's install name puts it, as seen from this executable.
+    // Where the module is installed, relative to this executable.
     static std::filesystem::path installedPath();
 
-    // Throws FileError where `path` is no module or lacks the entry.
-    explicit PluginModule(const std::filesystem::path& path);
+    // Throws ModuleError when `path` is not a module for this processor or lacks the entry.
+    explicit Module(const std::filesystem::path& path);
 
     const std::filesystem::path& path() const { return path_; }
     VexHandler entry() const { return entry_; }
@@ -41,11 +51,14 @@ enum class Filter { polarToRectangular = 0, rectangularToPolar = 1 };
 
 enum class Sampling { bilinear = 0, nearest = 1 };
 
-// One instance of a filter, described and set up. Every operation throws FileError, with the
-// module's path, where the module does not answer 1.
+// One instance of a filter, described and set up. Every operation throws ModuleError when the
+// module does not answer 1.
 class FilterInstance {
   public:
-    FilterInstance(const PluginModule& module, Filter filter);
+    using Rectangle = QzRectT<QzLong>;
+
+    // `module` must outlive the instance.
+    FilterInstance(const Module& module, Filter filter);
     ~FilterInstance();
     FilterInstance(const FilterInstance&) = delete;
     FilterInstance& operator=(const FilterInstance&) = delete;
@@ -53,18 +66,21 @@ class FilterInstance {
     // What the module has written into the record.
     const VexFilterInstance& record() const { return record_; }
 
-    // Renders `region` of `output` from `source` of `input`, two bitmaps of one format.
+    // Renders `region` of `output` from `source` of `input`, two bitmaps of the same format;
+    // rectangles in pixels of their bitmaps.
     void render(QzBitmap& input, QzBitmap& output, const Rectangle& source, const Rectangle& region,
                 Sampling sampling);
 
-    // Ends the instance. The destructor does the same where this was not called, but cannot throw.
+    // Ends the instance. The destructor does so too, but cannot report a failure.
     void close();
 
   private:
     void call(VexHandler handler, QzULong selector, const char* request);
 
-    const PluginModule& module_;
+    const Module& module_;
     FilterInfo services_{};
     VexFilterInstance record_{};
     bool open_ = false;
 };
+
+}  // namespace hosting

@@ -1,4 +1,4 @@
-#include "cli/conversion.h"
+#include "pictures/conversion.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,6 +7,8 @@
 
 #include "pixels/QzBuffer.h"
 #include "pixels/rounding.h"
+
+namespace pictures {
 
 namespace {
 
@@ -104,3 +106,5 @@ void bitmapToSamples(const QzBitmap& bitmap, const Rectangle& region, Alpha alph
         std::visit([&](auto& out) { convert.template operator()<Buffer>(out.data()); }, samples);
     });
 }
+
+}  // namespace pictures

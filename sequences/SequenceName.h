@@ -6,21 +6,23 @@
 #include <string>
 #include <string_view>
 
-#include "cli/FrameRange.h"
+#include "sequences/FrameRange.h"
 
-// A path whose file name holds a place for the frame number: "%d", "%04d" (any width from 1 to 9),
-// "#" (four digits) or "###" (as many as there are). Where there are several, the last one counts.
+namespace sequences {
+
+// A path whose file name has a place for the frame number: "%d", "%04d" (any width from 1 to 9),
+// "#" (four digits) or "###" (as many digits as marks, up to 9). Of several the last one counts.
 class SequenceName {
   public:
-    // Nothing where the file name holds no such place.
+    // Empty when the file name has no such place.
     static std::optional<SequenceName> parse(const std::filesystem::path& path);
 
     std::filesystem::path at(int frame) const;
 
-    // The frame whose file has that name, without folders.
+    // The frame whose file has that name, folders aside; empty when there is none.
     std::optional<int> frameOf(std::string_view fileName) const;
 
-    // The frames whose files are there, in ascending order.
+    // The frames whose files exist, ascending.
     FrameRange framesOnDisk() const;
 
   private:
@@ -28,3 +30,5 @@ class SequenceName {
     std::string before_, after_;  // of the number, in the file name
     int width_ = 0;               // digits, at least
 };
+
+}  // namespace sequences

@@ -1,4 +1,4 @@
-// A file that writers of the picture library write through.
+// A file for the writers of the picture library to write through.
 #pragma once
 
 #include <OpenImageIO/filesystem.h>
@@ -6,14 +6,16 @@
 #include <cerrno>
 #include <string>
 
-// Remembers the first failure and never tells the writer: some do not look, and libjpeg ends the
-// process.
+namespace pictures {
+
+// Records the first failure and hides all from the writer: some ignore failures, and libjpeg ends
+// the process on them.
 class CheckedFile : public OIIO::Filesystem::IOFile {
   public:
     // An existing file, emptied.
     explicit CheckedFile(const std::string& path) : IOFile(path, Write) { check(opened()); }
 
-    // Not "file": writers write past such a one, into its stream.
+    // Not "file": writers bypass write() for such a one.
     const char* proxytype() const override { return "checked"; }
 
     std::size_t write(const void* data, std::size_t size) override {
@@ -33,3 +35,5 @@ class CheckedFile : public OIIO::Filesystem::IOFile {
     }
     int error_ = 0;
 };
+
+}  // namespace pictures

@@ -1,4 +1,4 @@
-#include "cli/imageLibrary.h"
+#include "pictures/imageLibrary.h"
 
 #include <OpenImageIO/imageio.h>
 #include <OpenImageIO/strutil.h>
@@ -7,6 +7,8 @@
 #include <cctype>
 #include <cstdio>
 #include <iostream>
+
+namespace pictures {
 
 bool isOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
     return std::find(names.begin(), names.end(), name) != names.end();
@@ -63,3 +65,5 @@ std::string oneLine(std::string message) {
     if (message.empty()) return "damaged or cut short";
     return OIIO::Strutil::replace(message, "\n", "; ", true);
 }
+
+}  // namespace pictures

@@ -1,4 +1,4 @@
-#include "cli/TemporaryFile.h"
+#include "pictures/TemporaryFile.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -9,7 +9,9 @@
 #include <string>
 #include <system_error>
 
-#include "cli/Messages.h"
+#include "pictures/FileError.h"
+
+namespace pictures {
 
 namespace {
 
@@ -85,3 +87,5 @@ void TemporaryFile::removeAllForGood() {
     std::error_code ignored;
     for (const auto& path : files.paths) std::filesystem::remove(path, ignored);
 }
+
+}  // namespace pictures

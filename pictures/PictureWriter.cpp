@@ -1,16 +1,19 @@
-#include <OpenImageIO/strutil.h>
+#include "pictures/PictureWriter.h"
 
+#include <OpenImageIO/strutil.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <ctime>
 #include <fstream>
 #include <system_error>
+#include <type_traits>
 
-#include "cli/Picture.h"
-#include "cli/imageLibrary.h"
-#include "cli/nearestWord.h"
+#include "pictures/imageLibrary.h"
+#include "pictures/suggestion.h"
 #include "pixels/QzBuffer.h"
+
+namespace pictures {
 
 namespace {
 
@@ -37,10 +40,42 @@ constexpr const char* outdated[] = {
     "Exif:Pixel[XY]Dimension",
 };
 
-unsigned bitsOf(QzBitmapType format) {
-    unsigned bits = 0;
-    visitFormat(format, [&]<class Buffer>() { bits = Buffer::Pixel::componentBits; });
-    return bits;
+// What the components of a bitmap are.
+struct Components {
+    unsigned bits;
+    bool isFloat;
+};
+
+Components componentsOf(const QzBitmap& bitmap) {
+    Components components{};
+    visitFormat(bitmap.bitmapType, [&]<class Buffer>() {
+        using Pixel = typename Buffer::Pixel;
+        components = {Pixel::componentBits, std::is_floating_point_v<typename Pixel::Component>};
+    });
+    return components;
+}
+
+// How the picture library names a depth: its type, and the bits if not all of the type are used.
+struct LibraryDepth {
+    OIIO::TypeDesc::BASETYPE type;
+    int bits;
+};
+
+LibraryDepth libraryDepth(Depth depth) {
+    switch (depth) {
+        case Depth::uint8:
+            return {OIIO::TypeDesc::UINT8, 0};
+        case Depth::uint10:
+            return {OIIO::TypeDesc::UINT16, 10};
+        case Depth::uint12:
+            return {OIIO::TypeDesc::UINT16, 12};
+        case Depth::uint16:
+            return {OIIO::TypeDesc::UINT16, 0};
+        case Depth::half:
+            return {OIIO::TypeDesc::HALF, 0};
+        default:
+            return {OIIO::TypeDesc::FLOAT, 0};
+    }
 }
 
 // What the format's writer wants.
@@ -54,17 +89,12 @@ Alpha alphaOf(const OIIO::ImageOutput& output, const PictureReader& original) {
                : Alpha::associated;
 }
 
-// What the file is to hold, as long as the user does not say so.
-OIIO::TypeDesc sampleType(std::string_view fileFormat, QzBitmapType format, bool wasHalf) {
-    const bool exr = fileFormat == "openexr";
-    switch (format) {
-        case QzBitmapTypeRGBA8:
-            return exr ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::UINT8;
-        case QzBitmapTypeRGBAFloat:
-            return exr && wasHalf ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::FLOAT;
-        default:
-            return exr ? OIIO::TypeDesc::FLOAT : OIIO::TypeDesc::UINT16;
-    }
+// What the file holds unless the user asks for another depth.
+OIIO::TypeDesc sampleType(std::string_view fileFormat, const Components& components, bool wasHalf) {
+    const bool isExr = fileFormat == "openexr";
+    if (components.isFloat) return isExr && wasHalf ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::FLOAT;
+    if (isExr) return components.bits <= 8 ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::FLOAT;
+    return components.bits <= 8 ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::UINT16;
 }
 
 // Keeps the picture library from writing what its writers do not hold: they take 8 bits where they
@@ -89,9 +119,10 @@ void setAttribute(OIIO::ImageSpec& spec, const std::string& name, const std::str
 
 void apply(const FileSettings& settings, OIIO::ImageSpec& spec) {
     if (settings.depth) {
-        spec.set_format(settings.depth->type);
+        const LibraryDepth depth = libraryDepth(*settings.depth);
+        spec.set_format(depth.type);
         spec.erase_attribute("oiio:BitsPerSample");
-        if (settings.depth->bits != 0) spec.attribute("oiio:BitsPerSample", settings.depth->bits);
+        if (depth.bits != 0) spec.attribute("oiio:BitsPerSample", depth.bits);
     }
     for (const auto& [name, value] : settings.attributes) setAttribute(spec, name, value);
 }
@@ -108,7 +139,7 @@ std::string timeOf(const std::filesystem::path& file) {
 
 // The description of `region` of the original as R, G, B and perhaps A.
 OIIO::ImageSpec describe(const OIIO::ImageOutput& output, const PictureReader& original,
-                         const Rectangle& region, QzBitmapType format, Alpha alpha,
+                         const Rectangle& region, const Components& components, Alpha alpha,
                          const FileSettings& settings) {
     OIIO::ImageSpec spec = original.spec();
     spec.x = original.originX() + region.x;
@@ -132,34 +163,31 @@ OIIO::ImageSpec describe(const OIIO::ImageOutput& output, const PictureReader& o
         if (const std::string time = timeOf(original.file()); !time.empty())
             spec.attribute("DateTime", time);
     const bool wasHalf = original.spec().format == OIIO::TypeDesc::HALF;
-    spec.set_format(sampleType(output.format_name(), format, wasHalf));
+    spec.set_format(sampleType(output.format_name(), components, wasHalf));
     if (alpha == Alpha::straight) spec.attribute("oiio:UnassociatedAlpha", 1);
-    if (format == QzBitmapTypeRGBA10 || format == QzBitmapTypeRGBA12)
-        spec.attribute("oiio:BitsPerSample", static_cast<int>(bitsOf(format)));
+    if (components.bits % 8 != 0)
+        spec.attribute("oiio:BitsPerSample", static_cast<int>(components.bits));
     apply(settings, spec);
     avoidLosses(output.format_name(), spec);
     return spec;
 }
 
-void warnOfLosses(const std::filesystem::path& file, const OIIO::ImageOutput& output,
-                  QzBitmapType format, Alpha alpha, const FileSettings& settings,
-                  const Messages& messages) {
+// What the file does not hold of the picture.
+std::vector<std::string> losses(const OIIO::ImageOutput& output, const Components& components,
+                                Alpha alpha, const FileSettings& settings) {
+    std::vector<std::string> found;
     const std::string holds = OIIO::Strutil::upper(output.format_name()) + " holds ";
-    if (alpha == Alpha::overBlack)
-        messages.warning(file, holds + "no alpha; the picture lies over black");
+    if (alpha == Alpha::overBlack) found.push_back(holds + "no alpha; the picture lies over black");
     const OIIO::TypeDesc type = output.spec().format;
-    if (settings.depth) {
-        if (type != settings.depth->type)
-            messages.warning(file, holds + type.c_str() + ", not " +
-                                       OIIO::TypeDesc(settings.depth->type).c_str());
-        return;
-    }
     const auto bits = static_cast<unsigned>(8 * type.size());
-    if (!type.is_floating_point() && bits < bitsOf(format))
-        messages.warning(
-            file,
-            holds + std::to_string(bits) + " bits a component; the picture has " +
-                (format == QzBitmapTypeRGBAFloat ? "floats" : std::to_string(bitsOf(format))));
+    if (settings.depth) {
+        const OIIO::TypeDesc asked = libraryDepth(*settings.depth).type;
+        if (type != asked) found.push_back(holds + type.c_str() + ", not " + asked.c_str());
+    } else if (!type.is_floating_point() && bits < components.bits) {
+        found.push_back(holds + std::to_string(bits) + " bits a component; the picture has " +
+                        (components.isFloat ? "floats" : std::to_string(components.bits)));
+    }
+    return found;
 }
 
 // Where a format's header holds the name of its file, and in how many bytes. Writers put in that of
@@ -231,22 +259,21 @@ PictureWriter::PictureWriter(const std::filesystem::path& file)
     }
 }
 
-void PictureWriter::write(const QzBitmap& bitmap, const Rectangle& region,
-                          const PictureReader& original, const FileSettings& settings,
-                          const Messages& messages) {
-    const auto require = [&](bool done) {
-        const int error = checked_ == nullptr ? 0 : checked_->finish();
-        if (!done || error != 0)
-            throw FileError(
-                file_, "cannot be written: " + (error != 0 ? std::generic_category().message(error)
-                                                           : oneLine(output_->geterror())));
-    };
-    const auto format = static_cast<QzBitmapType>(bitmap.bitmapType);
+void PictureWriter::require(bool done) {
+    const int error = checked_ == nullptr ? 0 : checked_->finish();
+    if (done && error == 0) return;
+    throw FileError(file_,
+                    "cannot be written: " + (error != 0 ? std::generic_category().message(error)
+                                                        : oneLine(output_->geterror())));
+}
+
+Written PictureWriter::write(const QzBitmap& bitmap, const Rectangle& region,
+                             const PictureReader& original, const FileSettings& settings) {
+    const Components components = componentsOf(bitmap);
     const Alpha alpha = alphaOf(*output_, original);
     require(output_->open(temporary_.path().string(),
-                          describe(*output_, original, region, format, alpha, settings)));
+                          describe(*output_, original, region, components, alpha, settings)));
     const OIIO::ImageSpec& spec = output_->spec();
-    warnOfLosses(file_, *output_, format, alpha, settings, messages);
     Samples samples =
         makeSamples(spec.format, spec.image_pixels() * static_cast<std::size_t>(spec.nchannels));
     bitmapToSamples(bitmap, region, alpha, samples);
@@ -255,6 +282,9 @@ void PictureWriter::write(const QzBitmap& bitmap, const Rectangle& region,
     writeName(output_->format_name(), temporary_.path(), file_);
     if (checked_ == nullptr) temporary_.reserveSpace();
     requireReadable(temporary_.path(), file_, spec);
-    messages.detail(file_, std::string(output_->format_name()) + " of " + spec.format.c_str());
     temporary_.moveToTarget();
+    return {std::string(output_->format_name()) + " of " + spec.format.c_str(),
+            losses(*output_, components, alpha, settings)};
 }
+
+}  // namespace pictures

@@ -1,12 +1,15 @@
-#include "cli/FrameRange.h"
+#include "sequences/FrameRange.h"
 
 #include <cstdint>
 #include <cstdlib>
 #include <unordered_set>
 
-#include "cli/takeNumber.h"
+#include "pictures/takeNumber.h"
+
+namespace sequences {
 
 std::optional<FrameRange> parseFrameRange(std::string_view text) {
+    using pictures::takeNumber;
     FrameRange frames;
     std::unordered_set<int> known;
     for (bool more = true; more;) {
@@ -28,3 +31,5 @@ std::optional<FrameRange> parseFrameRange(std::string_view text) {
     if (!text.empty()) return {};
     return frames;
 }
+
+}  // namespace sequences

@@ -1,14 +1,18 @@
-#include "cli/SequenceName.h"
+#include "sequences/SequenceName.h"
 
 #include <algorithm>
+#include <climits>
 #include <regex>
 #include <system_error>
 
-#include "cli/takeNumber.h"
+#include "pictures/takeNumber.h"
+
+namespace sequences {
 
 std::optional<SequenceName> SequenceName::parse(const std::filesystem::path& path) {
     static const std::regex place("(%(0([1-9]))?d|#+)");
     const std::string name = path.filename();
+    if (name.size() > NAME_MAX) return {};  // no such file can exist, and std::regex recurses
     std::smatch found;
     for (std::sregex_iterator it(name.begin(), name.end(), place), end; it != end; ++it)
         found = *it;
@@ -37,7 +41,7 @@ std::optional<int> SequenceName::frameOf(std::string_view fileName) const {
     std::string_view number = fileName;
     number.remove_prefix(before_.size());
     number.remove_suffix(after_.size());
-    const auto frame = takeNumber(number);
+    const auto frame = pictures::takeNumber(number);
     // The other spellings of a number, such as more zeros, are other files.
     if (!frame || at(*frame).filename() != fileName) return {};
     return frame;
@@ -45,10 +49,12 @@ std::optional<int> SequenceName::frameOf(std::string_view fileName) const {
 
 FrameRange SequenceName::framesOnDisk() const {
     FrameRange frames;
-    std::error_code error;  // of a folder that is not there, which holds no frames
+    std::error_code error;  // a missing folder holds no frames
     const auto folder = folder_.empty() ? std::filesystem::path(".") : folder_;
     for (const auto& entry : std::filesystem::directory_iterator(folder, error))
         if (const auto frame = frameOf(entry.path().filename().string())) frames.push_back(*frame);
     std::sort(frames.begin(), frames.end());
     return frames;
 }
+
+}  // namespace sequences

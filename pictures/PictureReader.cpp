@@ -1,12 +1,17 @@
+#include "pictures/PictureReader.h"
+
 #include <OpenImageIO/strutil.h>
 
 #include <algorithm>
 #include <set>
 #include <system_error>
+#include <type_traits>
 
-#include "cli/Picture.h"
-#include "cli/imageLibrary.h"
-#include "cli/nearestWord.h"
+#include "pictures/imageLibrary.h"
+#include "pictures/suggestion.h"
+#include "pixels/QzBuffer.h"
+
+namespace pictures {
 
 namespace {
 
@@ -19,7 +24,7 @@ void checkSize(const std::filesystem::path& file, const OIIO::ImageSpec& spec) {
                                   " pixels; 1x1 or more are accepted");
 }
 
-// The place of the channel with that name, or -1.
+// The index of the channel with that name, or -1.
 int placeOf(const OIIO::ImageSpec& spec, const std::string& name) {
     const auto same = [&](const std::string& other) { return OIIO::Strutil::iequals(other, name); };
     const auto found = std::find_if(spec.channelnames.begin(), spec.channelnames.end(), same);
@@ -35,7 +40,7 @@ std::string partName(const OIIO::ImageSpec& spec) {
     return std::string(spec.get_string_attribute("oiio:subimagename"));
 }
 
-// The names of the parts, and of the layers that names of channels begin with: "layer.R".
+// The names of the parts, and of the layers, which channel names begin with: "layer.R".
 std::vector<std::string> layersOf(OIIO::ImageInput& input) {
     std::set<std::string> layers;
     OIIO::ImageSpec spec;
@@ -49,7 +54,7 @@ std::vector<std::string> layersOf(OIIO::ImageInput& input) {
     return {layers.begin(), layers.end()};
 }
 
-// Makes `input` stand at the part. Returns what the names of its channels begin with.
+// Moves `input` to the part with the layer. Returns the prefix of its channel names.
 std::string seekLayer(const std::filesystem::path& file, OIIO::ImageInput& input,
                       const std::string& layer) {
     const std::string prefix = layer + ".";
@@ -73,7 +78,7 @@ std::string seekLayer(const std::filesystem::path& file, OIIO::ImageInput& input
                               suggestion(layer, layers));
 }
 
-// By name where there are such names, else by number: grey, grey and alpha, RGB, RGBA.
+// By name if there are such names, else by number: grey, grey and alpha, RGB, RGBA.
 Channels chooseChannels(const std::filesystem::path& file, const OIIO::ImageSpec& spec,
                         const std::string& prefix) {
     const auto place = [&](const char* name) { return placeOf(spec, prefix + name); };
@@ -97,27 +102,6 @@ Channels chooseChannels(const std::filesystem::path& file, const OIIO::ImageSpec
                                       " channels, none named R, G, B; 1 to 4 channels, or any "
                                       "number with those names, are accepted");
     }
-}
-
-void warnOfUnused(const std::filesystem::path& file, const Channels& channels,
-                  const Messages& messages) {
-    const int used = (channels.r == channels.g ? 1 : 3) + (channels.alpha < 0 ? 0 : 1);
-    if (channels.count > used)
-        messages.warning(file, std::to_string(channels.count) + " channels; R, G, B" +
-                                   (channels.alpha < 0 ? "" : ", A") + " are used");
-}
-
-// The DPX reader skips a sample that is alone in the last 32-bit word of a row of 10-bit samples.
-void warnOfLostAlpha(const std::filesystem::path& file, const OIIO::ImageInput& input,
-                     const Messages& messages) {
-    const OIIO::ImageSpec& spec = input.spec();
-    if (isOneOf(input.format_name(), {"dpx"}) && spec.nchannels == 4 && spec.width % 3 == 1 &&
-        spec.get_int_attribute("oiio:BitsPerSample") == 10 &&
-        spec.get_string_attribute("dpx:Packing") != "Packed")
-        messages.warning(file,
-                         "the alpha of the last column is lost: the picture library cannot "
-                         "read it in 10-bit DPX of width " +
-                             std::to_string(spec.width));
 }
 
 Alpha alphaOf(const OIIO::ImageInput& input, const Channels& channels) {
@@ -152,22 +136,39 @@ void readSamples(const std::filesystem::path& file, OIIO::ImageInput& input, int
         throw FileError(file, "cannot be read: " + oneLine(complaint));
 }
 
-PictureReader::PictureReader(const std::filesystem::path& file, const std::string& layer,
-                             const Messages& messages)
+PictureReader::PictureReader(const std::filesystem::path& file, const std::string& layer)
     : file_(file), input_(openPicture(file)) {
     const std::string prefix = seekLayer(file_, *input_, layer);
     checkSize(file_, spec());
     channels_ = chooseChannels(file_, spec(), prefix);
     // Whoever asks for a layer does not expect the others.
-    if (layer.empty()) warnOfUnused(file_, channels_, messages);
-    warnOfLostAlpha(file_, *input_, messages);
+    if (layer.empty()) warnOfUnused();
+    warnOfLostAlpha();
     alpha_ = alphaOf(*input_, channels_);
-    // The channels between those that are used are read as well, the others are not.
+    // The channels between the used ones are read too, the others are not.
     const int alpha = channels_.alpha < 0 ? channels_.r : channels_.alpha;
     const auto [first, last] = std::minmax({channels_.r, channels_.g, channels_.b, alpha});
     firstChannel_ = first;
     channels_ = {last - first + 1, channels_.r - first, channels_.g - first, channels_.b - first,
                  std::max(channels_.alpha - first, -1)};
+}
+
+void PictureReader::warnOfUnused() {
+    const int used = (channels_.r == channels_.g ? 1 : 3) + (channels_.alpha < 0 ? 0 : 1);
+    if (channels_.count > used)
+        warnings_.push_back(std::to_string(channels_.count) + " channels; R, G, B" +
+                            (channels_.alpha < 0 ? "" : ", A") + " are used");
+}
+
+// The DPX reader skips a sample that is alone in the last 32-bit word of a row of 10-bit samples.
+void PictureReader::warnOfLostAlpha() {
+    if (isOneOf(input_->format_name(), {"dpx"}) && spec().nchannels == 4 && spec().width % 3 == 1 &&
+        spec().get_int_attribute("oiio:BitsPerSample") == 10 &&
+        spec().get_string_attribute("dpx:Packing") != "Packed")
+        warnings_.push_back(
+            "the alpha of the last column is lost: the picture library cannot read it in 10-bit "
+            "DPX of width " +
+            std::to_string(spec().width));
 }
 
 bool PictureReader::hasWindow() const { return isOneOf(input_->format_name(), {"openexr"}); }
@@ -182,17 +183,19 @@ Rectangle PictureReader::data() const {
 }
 
 QzBitmapType PictureReader::format() const {
-    if (std::holds_alternative<std::vector<float>>(makeSamples(spec().format, 0)))
-        return QzBitmapTypeRGBAFloat;
-    if (spec().format == OIIO::TypeDesc::UINT8) return QzBitmapTypeRGBA8;
-    switch (spec().get_int_attribute("oiio:BitsPerSample")) {
-        case 10:
-            return QzBitmapTypeRGBA10;
-        case 12:
-            return QzBitmapTypeRGBA12;
-        default:
-            return QzBitmapTypeRGBA16;
-    }
+    const bool isFloat = std::holds_alternative<std::vector<float>>(makeSamples(spec().format, 0));
+    const int bits =
+        spec().format == OIIO::TypeDesc::UINT8 ? 8 : spec().get_int_attribute("oiio:BitsPerSample");
+    // The formats ascend in depth, so without an exact one it is the deepest of its kind.
+    QzBitmapType best{};
+    bool isExact = false;
+    forEachFormat([&]<class Buffer>() {
+        using Pixel = typename Buffer::Pixel;
+        if (isExact || isFloat != std::is_floating_point_v<typename Pixel::Component>) return;
+        best = Buffer::bitmapType;
+        isExact = int{Pixel::componentBits} == bits;
+    });
+    return best;
 }
 
 Samples PictureReader::read() {
@@ -204,3 +207,5 @@ Samples PictureReader::read() {
                 dataOf(samples));
     return samples;
 }
+
+}  // namespace pictures

@@ -1,10 +1,12 @@
-// The smallest step of reading what users write.
+// Numbers at the front of texts.
 #pragma once
 
 #include <charconv>
 #include <cstdint>
 #include <optional>
 #include <string_view>
+
+namespace pictures {
 
 // Takes a number without sign, of at most 31 bits, off the front of `text`.
 inline std::optional<std::int32_t> takeNumber(std::string_view& text) {
@@ -22,3 +24,5 @@ inline std::optional<std::int32_t> takeNumber(char mark, std::string_view& text)
     text.remove_prefix(1);
     return takeNumber(text);
 }
+
+}  // namespace pictures

@@ -1,10 +1,12 @@
-#include "cli/frames.h"
+#include "sequences/FilePair.h"
 
 #include <algorithm>
 #include <set>
 
-#include "cli/Messages.h"
-#include "cli/SequenceName.h"
+#include "pictures/FileError.h"
+#include "sequences/SequenceName.h"
+
+namespace sequences {
 
 namespace {
 
@@ -13,7 +15,7 @@ namespace fs = std::filesystem;
 bool isFolderName(const fs::path& path) { return !path.empty() && !path.has_filename(); }
 
 std::optional<SequenceName> sequenceOf(const fs::path& path) {
-    std::error_code error;  // of a path that cannot be looked at, which is no file
+    std::error_code error;  // a path without access is no file
     return fs::is_regular_file(path, error) ? std::nullopt : SequenceName::parse(path);
 }
 
@@ -25,29 +27,30 @@ FrameRange framesOf(const SequenceName& sequence, const fs::path& input,
         return fs::exists(sequence.at(frame), error);
     };
     if (std::none_of(frames.begin(), frames.end(), exists))
-        throw FileError(input, "no frame matches; the first would be " +
-                                   sequence.at(frames.empty() ? 1 : frames.front()).string());
+        throw pictures::FileError(input,
+                                  "no frame matches; the first would be " +
+                                      sequence.at(frames.empty() ? 1 : frames.front()).string());
     return frames;
 }
 
-void refuseRepeatedOutputs(const std::vector<Frame>& frames) {
+void refuseRepeatedOutputs(const std::vector<FilePair>& pairs) {
     std::set<fs::path> known;
-    for (const Frame& frame : frames)
-        if (!known.insert(frame.output).second)
-            throw UsageError(frame.output.string() + " would be written twice");
+    for (const FilePair& pair : pairs)
+        if (!known.insert(pair.output).second)
+            throw UsageError(pair.output.string() + " would be written twice");
 }
 
 }  // namespace
 
-std::vector<Frame> listFrames(const std::vector<fs::path>& inputs, const fs::path& output,
-                              const std::optional<FrameRange>& range) {
+std::vector<FilePair> listFilePairs(const std::vector<fs::path>& inputs, const fs::path& output,
+                                    const std::optional<FrameRange>& range) {
     const bool toFolder = isFolderName(output);
     if (inputs.size() > 1 && !toFolder)
         throw UsageError("several inputs need an output folder; " + output.string() +
                          " does not end in '/'");
-    std::vector<Frame> frames;
+    std::vector<FilePair> pairs;
     const auto add = [&](const fs::path& from, const fs::path& to) {
-        frames.push_back({from, toFolder ? output / from.filename() : to});
+        pairs.push_back({from, toFolder ? output / from.filename() : to});
     };
     for (const fs::path& input : inputs) {
         const auto from = sequenceOf(input);
@@ -63,6 +66,8 @@ std::vector<Frame> listFrames(const std::vector<fs::path>& inputs, const fs::pat
         for (const int frame : framesOf(*from, input, range))
             add(from->at(frame), to ? to->at(frame) : output);
     }
-    refuseRepeatedOutputs(frames);
-    return frames;
+    refuseRepeatedOutputs(pairs);
+    return pairs;
 }
+
+}  // namespace sequences

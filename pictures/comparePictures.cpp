@@ -1,4 +1,4 @@
-#include "cli/comparePictures.h"
+#include "pictures/comparePictures.h"
 
 #include <OpenImageIO/imageio.h>
 
@@ -7,9 +7,10 @@
 #include <limits>
 #include <sstream>
 
-#include "cli/Messages.h"
-#include "cli/Picture.h"
-#include "cli/imageLibrary.h"
+#include "pictures/PictureReader.h"
+#include "pictures/imageLibrary.h"
+
+namespace pictures {
 
 namespace {
 
@@ -64,16 +65,16 @@ Differences differences(const Content& a, const Content& b) {
 
 }  // namespace
 
-Comparison comparePictures(const Frame& pair, double tolerance) {
-    const Content a = load(pair.input), b = load(pair.output);
+Comparison comparePictures(const std::filesystem::path& fileA, const std::filesystem::path& fileB,
+                           double tolerance) {
+    const Content a = load(fileA), b = load(fileB);
     if (shapeOf(a.spec) != shapeOf(b.spec))
-        throw FileError(pair.output,
-                        shapeOf(b.spec) + "; " + pair.input.string() + " has " + shapeOf(a.spec));
+        throw FileError(fileB, shapeOf(b.spec) + "; " + fileA.string() + " has " + shapeOf(a.spec));
     const Differences found = differences(a, b);
     const auto pixels = a.spec.image_pixels();
     std::ostringstream report;
-    report << pair.input.string() << ' ' << pair.output.string() << ": " << found.pixels << " of "
-           << pixels << " pixels differ\n";
+    report << fileA.string() << ' ' << fileB.string() << ": " << found.pixels << " of " << pixels
+           << " pixels differ\n";
     for (std::size_t c = 0; c < found.largest.size(); ++c)
         if (found.largest[c] > 0)
             report << "  " << a.spec.channelnames[c] << ": largest " << found.largest[c]
@@ -81,3 +82,5 @@ Comparison comparePictures(const Frame& pair, double tolerance) {
     const double largest = *std::max_element(found.largest.begin(), found.largest.end());
     return {report.str(), largest <= tolerance};
 }
+
+}  // namespace pictures

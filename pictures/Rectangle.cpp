@@ -1,9 +1,11 @@
-#include "cli/Rectangle.h"
+#include "pictures/Rectangle.h"
 
 #include <algorithm>
 #include <cstdint>
 
-#include "cli/takeNumber.h"
+#include "pictures/takeNumber.h"
+
+namespace pictures {
 
 std::optional<Rectangle> parseRectangle(std::string_view text) {
     const auto width = takeNumber(text);
@@ -22,7 +24,7 @@ std::string toText(const Rectangle& rectangle) {
 }
 
 Rectangle intersection(const Rectangle& a, const Rectangle& b) {
-    // The part along one axis; 64 bits, since ends may lie beyond 32.
+    // The part along one axis; in 64 bits, as ends may lie beyond 32.
     const auto overlap = [](QzLong from, QzLong size, QzLong otherFrom, QzLong otherSize) {
         const std::int64_t end =
             std::min(std::int64_t{from} + size, std::int64_t{otherFrom} + otherSize);
@@ -45,3 +47,5 @@ Rectangle nearestIn(const Rectangle& outer, const Rectangle& inner) {
     return {std::clamp(inner.x, QzLong{0}, outer.width - width),
             std::clamp(inner.y, QzLong{0}, outer.height - height), width, height};
 }
+
+}  // namespace pictures

@@ -1,0 +1,12 @@
+// Help with mistyped words.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace pictures {
+
+// "; did you mean ...?" with the nearest of `words`; empty when none is near.
+std::string suggestion(const std::string& word, const std::vector<std::string>& words);
+
+}  // namespace pictures
