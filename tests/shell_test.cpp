@@ -105,7 +105,7 @@ TEST(Shell, KeepsEnginesInTheHostsMemory) {
 }
 
 TEST(Shell, WrapsTheServices) {
-    auto& lib = TestInstance(0).qzlib;
+    const TestInstance instance(0);
     void* const block = exported<decltype(&fi_AllocMem)>("fi_AllocMem")(40, 0x80000001u);
     exported<decltype(&fi_FreeMem)>("fi_FreeMem")(block);
     char name[] = "dropped";
@@ -115,10 +115,10 @@ TEST(Shell, WrapsTheServices) {
     EXPECT_EQ(bitmap->bitmapType, 3);
     EXPECT_EQ(bitmap->pixels, nullptr);  // where the test library puts the name
     exported<decltype(&fi_FreeBitmap)>("fi_FreeBitmap")(bitmap);
-    EXPECT_EQ(lib.calls, (Calls{{"AllocMemQz", block, 40, 0x80000001u},
-                                {"FreeMemQz", block},
-                                {"AllocBitmapQz", bitmap},
-                                {"FreeBitmapQz", bitmap}}));
+    EXPECT_EQ(instance.qzlib.calls, (Calls{{"AllocMemQz", block, 40, 0x80000001u},
+                                           {"FreeMemQz", block},
+                                           {"AllocBitmapQz", bitmap},
+                                           {"FreeBitmapQz", bitmap}}));
 }
 
 TEST(Tables, AreAskedForAndReturnedInOrder) {
