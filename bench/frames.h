@@ -1,29 +1,72 @@
-// Frames to measure with.
+// Frames to measure with, and how.
 #pragma once
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
-#include <type_traits>
+#include <cstring>
+#include <ctime>
+#include <vector>
 
-#include "hosting/Module.h"
-#include "pixels/QzBuffer.h"
+#include "library/polar.h"
 
-// A bitmap of noise in colour and alpha, which leaves nobody a shortcut.
-template <class Buffer>
-hosting::Bitmap makeNoise(QzLong width, QzLong height) {
-    using Pixel = typename Buffer::Pixel;
-    using Component = typename Pixel::Component;
-    hosting::Bitmap bitmap = hosting::makeBitmap(width, height, Buffer::bitmapType);
-    const Buffer buffer(*bitmap);
-    std::uint32_t state = 1;
-    const auto component = [&] {
-        state = state * 1664525u + 1013904223u;
-        if constexpr (std::is_same_v<Component, float>)
-            return static_cast<float>(state >> 8) / 16777216.0f;
-        else
-            return static_cast<Component>(state >> 16 & Pixel::maxValue);
-    };
-    for (QzLong row = 0; row < height; ++row)
-        for (QzLong column = 0; column < width; ++column)
-            buffer.at(column, row)->store({component(), component(), component(), component()});
-    return bitmap;
+namespace bench {
+
+// Noise in colour and alpha, which leaves no shortcut to anybody.
+class Frame {
+  public:
+    Frame(int format, int width, int height)
+        : pixels_(polar_pixel_bytes(format) * std::size_t(width) * std::size_t(height)),
+          image_{pixels_.data(), width, height, 0, format, POLAR_STRAIGHT} {
+        std::uint32_t state = 1;
+        for (std::size_t i = 0; i + 4 <= pixels_.size(); i += 4) {
+            state = state * 1664525u + 1013904223u;
+            const std::uint32_t bits = state ^ state >> 16;
+            const float number = static_cast<float>(state >> 8) / 16777216.0f;
+            if (format == POLAR_RGBA_FLOAT)
+                std::memcpy(&pixels_[i], &number, 4);
+            else
+                std::memcpy(&pixels_[i], &bits, 4);
+        }
+    }
+
+    polar_image& image() { return image_; }
+    std::vector<unsigned char>& pixels() { return pixels_; }
+
+  private:
+    std::vector<unsigned char> pixels_;
+    polar_image image_;
+};
+
+struct Case {
+    int direction, sampling;
+    const char* name;
+};
+constexpr Case cases[] = {{POLAR_UNWRAP, POLAR_BILINEAR, "unwrap bilinear"},
+                          {POLAR_UNWRAP, POLAR_NEAREST, "unwrap nearest"},
+                          {POLAR_WRAP, POLAR_BILINEAR, "wrap bilinear"},
+                          {POLAR_WRAP, POLAR_NEAREST, "wrap nearest"}};
+
+// Nanoseconds, on the wall's clock.
+template <class Work>
+double elapsed(Work work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start)
+        .count();
 }
+
+// Nanoseconds of this process: others on the machine do not count.
+template <class Work>
+double processorTime(Work work) {
+    const std::clock_t start = std::clock();
+    work();
+    return double(std::clock() - start) / CLOCKS_PER_SEC * 1e9;
+}
+
+inline double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+}  // namespace bench

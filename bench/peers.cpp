@@ -1,10 +1,9 @@
-// The module against cv::warpPolar, interleaved on one thread: a table in Markdown on standard
-// output and, where a path is given, a chart.
+// The library against cv::warpPolar, interleaved, on one thread each and on all: a table in
+// Markdown on standard output and, where a path is given, a chart of the first.
 
-#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
-#include <ctime>
 #include <fstream>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
@@ -15,57 +14,54 @@
 
 namespace {
 
-using hosting::Filter;
-using hosting::Sampling;
-
-constexpr QzLong side = 2880;
+constexpr int side = 2880;
 constexpr int repetitions = 9;
+
+struct Format {
+    const char* name;
+    int format, cvType;
+};
+constexpr std::array formats{Format{"RGBA8", POLAR_RGBA8, CV_8UC4},
+                             Format{"RGBA16", POLAR_RGBA16, CV_16UC4},
+                             Format{"float", POLAR_RGBA_FLOAT, CV_32FC4}};
 
 struct Result {
     std::string name;
-    double ours, peers;  // median nanoseconds per pixel
+    double ours, peers;        // median nanoseconds per pixel of the processor, one thread
+    double allOurs, allPeers;  // on the wall's clock, all threads
 
     double ratio() const { return peers / ours; }
+    double allRatio() const { return allPeers / allOurs; }
 };
 
-template <class Work>
-double nanosecondsPerPixel(Work work) {
-    const std::clock_t start =
-        std::clock();  // of the processor: others on the machine do not count
-    work();
-    return double(std::clock() - start) / CLOCKS_PER_SEC * 1e9 / (double(side) * side);
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-template <class Buffer>
-Result measure(const hosting::Module& module, Filter filter, Sampling sampling) {
-    using Component = typename Buffer::Pixel::Component;
-    const hosting::Bitmap input = makeNoise<Buffer>(side, side);
-    const hosting::Bitmap output = makeNoise<Buffer>(side, side);
-    const cv::Mat from(side, side, CV_MAKETYPE(cv::DataType<Component>::depth, 4), input->pixels);
-    cv::Mat to = from.clone();
-    const bool wraps = filter == Filter::rectangularToPolar;
-    const bool nearest = sampling == Sampling::nearest;
+Result measure(const bench::Case& of, const Format& format) {
+    bench::Frame input(format.format, side, side), output(format.format, side, side);
+    const cv::Mat from(side, side, format.cvType, input.pixels().data());
+    cv::Mat to(side, side, format.cvType);
     int flags = cv::WARP_POLAR_LINEAR;
-    flags |= nearest ? cv::INTER_NEAREST : cv::INTER_LINEAR;
-    if (wraps) flags |= cv::WARP_INVERSE_MAP;
-    const QzRectT<QzLong> all{0, 0, side, side};
-    hosting::FilterInstance instance(module, filter);
-    std::vector<double> ours, peers;
+    flags |= of.sampling == POLAR_NEAREST ? cv::INTER_NEAREST : cv::INTER_LINEAR;
+    if (of.direction == POLAR_WRAP) flags |= cv::WARP_INVERSE_MAP;
+    polar_options options{};
+    options.direction = of.direction;
+    options.sampling = of.sampling;
+    const auto ours = [&] { polar_render(&input.image(), &output.image(), &options); };
+    const auto peers = [&] {
+        cv::warpPolar(from, to, {side, side}, {side / 2.0f, side / 2.0f}, side / 2.0, flags);
+    };
+    std::vector<double> times[4];
     for (int i = 0; i < repetitions; ++i) {
-        ours.push_back(
-            nanosecondsPerPixel([&] { instance.render(*input, *output, all, all, sampling); }));
-        peers.push_back(nanosecondsPerPixel([&] {
-            cv::warpPolar(from, to, {side, side}, {side / 2.0f, side / 2.0f}, side / 2.0, flags);
-        }));
+        options.threads = 1;
+        cv::setNumThreads(1);
+        times[0].push_back(bench::processorTime(ours));
+        times[1].push_back(bench::processorTime(peers));
+        options.threads = 0;
+        cv::setNumThreads(-1);  // its own default
+        times[2].push_back(bench::elapsed(ours));
+        times[3].push_back(bench::elapsed(peers));
     }
-    return {std::string(wraps ? "wrap " : "unwrap ") + (nearest ? "nearest " : "bilinear ") +
-                Buffer::name,
-            median(ours), median(peers)};
+    const auto perPixel = [&](int i) { return bench::median(times[i]) / (double(side) * side); };
+    return {std::string(of.name) + " " + format.name, perPixel(0), perPixel(1), perPixel(2),
+            perPixel(3)};
 }
 
 void writeChart(const char* path, const std::vector<Result>& results) {
@@ -95,24 +91,25 @@ void writeChart(const char* path, const std::vector<Result>& results) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    cv::setNumThreads(1);
-    const hosting::Module module(POLAR_MODULE);
     std::vector<Result> results;
-    double logarithms = 0;
-    std::printf("| case | Polar ns/pixel | warpPolar ns/pixel | ratio |\n|---|---|---|---|\n");
-    for (const Filter filter : {Filter::polarToRectangular, Filter::rectangularToPolar})
-        for (const Sampling sampling : {Sampling::bilinear, Sampling::nearest})
-            forEachFormat([&]<class Buffer>() {
-                if constexpr (!Buffer::Pixel::packed) {  // warpPolar has no packed formats
-                    const Result result = measure<Buffer>(module, filter, sampling);
-                    logarithms += std::log(result.ratio());
-                    std::printf("| %s | %.1f | %.1f | %.2f |\n", result.name.c_str(), result.ours,
-                                result.peers, result.ratio());
-                    std::fflush(stdout);
-                    results.push_back(result);
-                }
-            });
-    std::printf("\ngeometric mean of the ratios: %.2f (OpenCV %s, medians of %d)\n",
-                std::exp(logarithms / double(results.size())), CV_VERSION, repetitions);
+    double logarithms = 0, allLogarithms = 0;
+    std::printf(
+        "| case | Polar ns/pixel | warpPolar | ratio | all threads: Polar | warpPolar | ratio |\n"
+        "|---|---|---|---|---|---|---|\n");
+    for (const bench::Case& of : bench::cases)
+        for (const Format& format : formats) {
+            results.push_back(measure(of, format));
+            const Result& result = results.back();
+            logarithms += std::log(result.ratio());
+            allLogarithms += std::log(result.allRatio());
+            std::printf("| %s | %.1f | %.1f | %.2f | %.1f | %.1f | %.2f |\n", result.name.c_str(),
+                        result.ours, result.peers, result.ratio(), result.allOurs, result.allPeers,
+                        result.allRatio());
+            std::fflush(stdout);
+        }
+    const auto count = static_cast<double>(results.size());
+    std::printf(
+        "\ngeometric mean of the ratios: %.2f, all threads %.2f (OpenCV %s, medians of %d)\n",
+        std::exp(logarithms / count), std::exp(allLogarithms / count), CV_VERSION, repetitions);
     if (argc > 1) writeChart(argv[1], results);
 }

@@ -61,8 +61,7 @@ polar::Image imageOf(const QzBitmap& bitmap, std::uint32_t pixelBytes) {
 }  // namespace
 
 QzLong renderRecord(const VexFilterInstance& instance, unsigned format, std::uint32_t pixelBytes,
-                    polar::Mapping mapping, const polar::InstructionSet& instructions,
-                    std::int64_t* redone) {
+                    polar::Mapping mapping) {
     HostTables tables(instance, mapping);
     if (!tables.suffice() || !tables.allocate()) return statusFailed;
     const auto geometry =
@@ -70,11 +69,9 @@ QzLong renderRecord(const VexFilterInstance& instance, unsigned format, std::uin
     if (!geometry.isEmpty()) {
         const auto sampling =
             instance.SamplingWord == 1 ? polar::Sampling::nearest : polar::Sampling::bilinear;
-        const polar::Plan plan(format, geometry, imageOf(*instance.InputBitmap, pixelBytes),
-                               imageOf(*instance.OutputBitmap, pixelBytes), sampling, tables.get(),
-                               instructions);
-        const std::int64_t count = plan.render(0, geometry.region.height);
-        if (redone != nullptr) *redone += count;
+        polar::Plan(format, geometry, imageOf(*instance.InputBitmap, pixelBytes),
+                    imageOf(*instance.OutputBitmap, pixelBytes), sampling, tables.get())
+            .render(0, geometry.region.height);
     }
     tables.release();
     return statusDone;
