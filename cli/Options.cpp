@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "library/polar.h"
 #include "pictures/suggestion.h"
 #include "pixels/QzBuffer.h"
 
@@ -14,11 +15,10 @@ constexpr const char* examples = R"(polar unwrap planet.png -o panorama.png
 polar wrap shot.%04d.exr -o planet.%04d.exr --frames 1001-1100
 polar compare planet.%04d.exr farm/planet.%04d.exr --tolerance 0.001
 
-Bends pictures between polar and rectangular with the Polar module.)";
+Bends pictures between polar and rectangular.)";
 
-void addPlugin(CLI::App& command, Options& options) {
-    command.add_option("--plugin", options.plugin, "Module to load instead of the installed one")
-        ->type_name("PATH");
+void addPlugin(CLI::App& command, Options& options, const std::string& help) {
+    command.add_option("--plugin", options.plugin, help)->type_name("PATH");
 }
 
 void requirePath(CLI::Option* option) { option->required()->type_name("PATH"); }
@@ -122,8 +122,10 @@ void addRunOptions(CLI::App& command, Options& options) {
     command.add_flag("--skip-missing", options.run.skipMissing,
                      "Go on where an input is missing; the status is 1 all the same");
     command
-        .add_option("--threads", options.run.threads,
-                    "Frames at a time, no more in memory (4 pictures each); 0: all cores")
+        .add_option(
+            "--threads", options.run.threads,
+            "Cores to use: a frame on each, no more in memory (4 pictures each), and the last "
+            "frames on several; 0: all")
         ->type_name("N")
         ->check(CLI::Range(0, 1024).description(""))
         ->capture_default_str();
@@ -149,7 +151,7 @@ void addFilter(CLI::App& app, const std::string& name, const std::string& help, 
                  "Part to bend, in pixels from the top left [all]");
     addRectangle(command, "--region", options.frame.region,
                  "Part of the result to write, in pixels [all]");
-    addPlugin(command, options);
+    addPlugin(command, options, "Module to render with, driven as by its host [libpolar]");
     addFileOptions(command, options);
     addRunOptions(command, options);
 }
@@ -196,7 +198,7 @@ int wrongUsage(const std::string& reason) {
 ParsedCommandLine parseCommandLine(int argc, char** argv) {
     Options options;
     CLI::App app(examples, "polar");
-    app.set_version_flag("--version", "polar " POLAR_VERSION);
+    app.set_version_flag("--version", std::string("polar ") + polar_version());
     app.require_subcommand(1);
     app.get_formatter()->column_width(32);
     app.get_formatter()->label("Positionals", "Arguments");
@@ -206,7 +208,8 @@ ParsedCommandLine parseCommandLine(int argc, char** argv) {
     addFilter(app, "wrap", "\"Rectangular to Polar...\": a panorama becomes a round picture",
               options);
     addCompare(app, options);
-    addPlugin(*app.add_subcommand("info", "What the module says about its two filters"), options);
+    addPlugin(*app.add_subcommand("info", "What the module says about its two filters"), options,
+              "Module to load instead of the installed one");
     app.footer(
         "polar COMMAND --help tells all of a command. Status: 0 done, 1 failed, 2 wrong usage, "
         "130 interrupted.");

@@ -37,7 +37,7 @@ struct FrameSettings {
 
 // How to go through the frames.
 struct RunSettings {
-    unsigned threads = 0;      // frames at a time; 0: as many as this process has cores
+    unsigned threads = 0;      // that work at the same time; 0: one for each core
     bool skipMissing = false;  // go on when an input is missing
     bool stats = false;        // a summary at the end
 };
@@ -49,7 +49,7 @@ struct Options {
     RunSettings run;
     double tolerance = 0;  // of a comparison; 1.0 is the whole range of a component
     bool dryRun = false;
-    std::optional<std::filesystem::path> plugin;  // else the installed module
+    std::optional<std::filesystem::path> plugin;  // to render; of info, else the installed module
     Verbosity verbosity = Verbosity::normal;
 };
 

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "cli/Options.h"
+#include "cli/Rendering.h"
 #include "cli/renderFrames.h"
 #include "cli/signals.h"
 #include "hosting/Module.h"
@@ -40,8 +41,9 @@ void printInfo(const hosting::Module& module) {
     flushOutput();
 }
 
-hosting::Module loadModule(const Options& options) {
-    if (options.plugin) return hosting::Module(*options.plugin);
+// The module of `polar info`.
+hosting::Module loadModule(const std::optional<std::filesystem::path>& path) {
+    if (path) return hosting::Module(*path);
     try {
         return hosting::Module(hosting::Module::installedPath());
     } catch (const hosting::ModuleError& error) {
@@ -77,18 +79,18 @@ bool listRun(const Pairs& frames) {
 
 // Returns whether all went well.
 bool run(const Options& options) {
-    const Messages messages(options.verbosity);
     if (options.command == Command::info) {
-        printInfo(loadModule(options));
+        printInfo(loadModule(options.plugin));
         return true;
     }
     const auto& [inputs, output, range] = options.paths;
     const Pairs pairs = sequences::listFilePairs(inputs, output, range);
     if (options.command == Command::compare) return compareAll(pairs, options);
     if (options.dryRun) return listRun(pairs);
-    const hosting::Module module = loadModule(options);
-    messages.detail(module.path(), "module loaded");
-    return renderFrames(module, pairs, options.frame, options.run, messages);
+    const Messages messages(options.verbosity);
+    const auto renderer =
+        options.plugin ? makeModuleRenderer(*options.plugin) : makeLibraryRenderer();
+    return renderFrames(*renderer, pairs, options.frame, options.run, messages);
 }
 
 }  // namespace

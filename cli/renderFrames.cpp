@@ -1,12 +1,12 @@
 #include "cli/renderFrames.h"
 
+#include <OpenImageIO/strutil.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
 #include <mutex>
 #include <thread>
 
@@ -17,15 +17,10 @@ namespace cli {
 
 namespace {
 
+using OIIO::Strutil::fmt::format;
+using sequences::FilePair;
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
-
-template <class... Values>
-std::string format(const char* pattern, Values... values) {
-    char text[256];
-    std::snprintf(text, sizeof text, pattern, values...);
-    return text;
-}
 
 // Asks the system to have the file in memory soon, and does not wait for it.
 void readAhead(const std::filesystem::path& file) {
@@ -38,16 +33,29 @@ void readAhead(const std::filesystem::path& file) {
 // The state that the threads of a run share.
 class Run {
   public:
-    Run(const hosting::Module& module, const std::vector<sequences::FilePair>& frames,
-        const FrameSettings& settings, const RunSettings& run, const Messages& messages)
-        : module_(module), frames_(frames), settings_(settings), run_(run), messages_(messages) {}
+    // `threads` is how many may work at the same time.
+    Run(const Renderer& renderer, const std::vector<FilePair>& frames,
+        const FrameSettings& settings, const RunSettings& run, unsigned threads,
+        const Messages& messages)
+        : renderer_(renderer),
+          frames_(frames),
+          settings_(settings),
+          run_(run),
+          threads_(threads),
+          messages_(messages) {}
 
-    // Works until no frame is left. To be called by `threads` threads at once.
-    void work(unsigned threads) {
+    // How many frames are rendered side by side.
+    unsigned workers() const {
+        return static_cast<unsigned>(std::clamp<std::size_t>(frames_.size(), 1, threads_));
+    }
+
+    // Works until no frame is left. To be called by each worker.
+    void work() {
         for (std::size_t i = next_++; i < frames_.size() && !stop_; i = next_++) {
-            if (i + threads < frames_.size()) readAhead(frames_[i + threads].input);
+            if (i + workers() < frames_.size()) readAhead(frames_[i + workers()].input);
+            const auto sideBySide = std::min<std::size_t>(threads_, frames_.size() - i);
             try {
-                render(frames_[i]);
+                render(frames_[i], static_cast<unsigned>(threads_ / sideBySide));
             } catch (const std::exception& error) {
                 Messages::print(error.what());
                 ++failed_;
@@ -56,14 +64,14 @@ class Run {
         }
     }
 
-    bool finish(unsigned threads) const {
+    bool finish() const {
         messages_.status("");
-        if (run_.stats) Messages::print(summary(threads));
+        if (run_.stats) Messages::print(summary());
         return done_ == frames_.size();
     }
 
   private:
-    void render(const sequences::FilePair& frame) {
+    void render(const FilePair& frame, unsigned threads) {
         std::error_code error;
         if (run_.skipMissing && !std::filesystem::exists(frame.input, error)) {
             Messages::print(frame.input.string() + ": no such file; skipped");
@@ -71,7 +79,7 @@ class Run {
             return;
         }
         const FrameTimes times =
-            renderPicture(module_, frame.input, frame.output, settings_, messages_);
+            renderPicture(renderer_, frame.input, frame.output, settings_, threads, messages_);
         const std::lock_guard guard(lock_);
         total_ += times;
         ++done_;
@@ -83,26 +91,27 @@ class Run {
     std::string progress() const {
         const double rate = static_cast<double>(done_) / elapsed();
         const auto left = frames_.size() - done_ - missing_;
-        return format("%zu of %zu frames, %.2f frames/s, %.0f s left", done_, frames_.size(), rate,
-                      static_cast<double>(left) / rate);
+        return format("{} of {} frames, {:.2f} frames/s, {:.0f} s left", done_, frames_.size(),
+                      rate, static_cast<double>(left) / rate);
     }
 
-    std::string summary(unsigned threads) const {
+    std::string summary() const {
         rusage usage{};
         getrusage(RUSAGE_SELF, &usage);
         const double seconds = elapsed();
-        return format("%zu of %zu frames, %zu missing, %zu failed, ", done_, frames_.size(),
+        return format("{} of {} frames, {} missing, {} failed, ", done_, frames_.size(),
                       missing_.load(), failed_.load()) +
-               format("%.2f s, %.2f frames/s on %u threads; ", seconds,
-                      static_cast<double>(done_) / seconds, threads) +
-               format("read %.2f s, render %.2f s, write %.2f s in all threads; at most %ld MB",
+               format("{:.2f} s, {:.2f} frames/s on {} threads; ", seconds,
+                      static_cast<double>(done_) / seconds, threads_) +
+               format("read {:.2f} s, render {:.2f} s, write {:.2f} s in all frames; at most {} MB",
                       total_.read, total_.render, total_.write, usage.ru_maxrss / 1024);
     }
 
-    const hosting::Module& module_;
-    const std::vector<sequences::FilePair>& frames_;
+    const Renderer& renderer_;
+    const std::vector<FilePair>& frames_;
     const FrameSettings& settings_;
     const RunSettings& run_;
+    const unsigned threads_;
     const Messages& messages_;
     const Clock::time_point start_ = Clock::now();
     std::atomic<std::size_t> next_ = 0, missing_ = 0, failed_ = 0;
@@ -114,20 +123,19 @@ class Run {
 
 }  // namespace
 
-bool renderFrames(const hosting::Module& module, const std::vector<sequences::FilePair>& frames,
+bool renderFrames(const Renderer& renderer, const std::vector<FilePair>& frames,
                   const FrameSettings& settings, const RunSettings& run, const Messages& messages) {
-    const unsigned cores = run.threads == 0 ? std::thread::hardware_concurrency() : run.threads;
-    const auto threads =
-        static_cast<unsigned>(std::clamp<std::size_t>(frames.size(), 1, std::max(1U, cores)));
-    pictures::setLibraryThreads(std::max(1U, cores / threads));
-    Run state(module, frames, settings, run, messages);
+    const unsigned cores = std::max(1U, std::thread::hardware_concurrency());
+    const unsigned threads = run.threads == 0 ? cores : run.threads;
+    Run state(renderer, frames, settings, run, threads, messages);
+    pictures::setExrThreads(threads / state.workers());
     {
         std::vector<std::jthread> helpers;
-        for (unsigned i = 1; i < threads; ++i)
-            helpers.emplace_back([&state, threads] { state.work(threads); });
-        state.work(threads);
+        for (unsigned i = 1; i < state.workers(); ++i)
+            helpers.emplace_back([&state] { state.work(); });
+        state.work();
     }
-    return state.finish(threads);
+    return state.finish();
 }
 
 }  // namespace cli

@@ -5,16 +5,16 @@
 
 #include "cli/Messages.h"
 #include "cli/Options.h"
-#include "hosting/Module.h"
+#include "cli/Rendering.h"
 #include "sequences/FilePair.h"
 
 namespace cli {
 
-// Renders all frames, each by one thread, so the pixels do not depend on the number of threads.
-// While a frame is rendered, the system reads the next one ahead and writes the last one behind.
-// Starts no more frames after a failure. Returns whether all were rendered; prints one line for
-// each other.
-bool renderFrames(const hosting::Module& module, const std::vector<sequences::FilePair>& frames,
+// Renders all frames, side by side; the last ones, when fewer are left than threads, share the
+// threads. Pixels do not depend on the number of threads. While a frame is rendered, the system
+// reads the next one ahead and writes the last one behind. Starts no more frames after a failure.
+// Returns whether all were rendered; prints one line for each other.
+bool renderFrames(const Renderer& renderer, const std::vector<sequences::FilePair>& frames,
                   const FrameSettings& settings, const RunSettings& run, const Messages& messages);
 
 }  // namespace cli

@@ -1,8 +1,8 @@
 #include "cli/renderPicture.h"
 
-#include <algorithm>
+#include <OpenImageIO/strutil.h>
+
 #include <chrono>
-#include <cstdio>
 #include <new>
 #include <system_error>
 
@@ -35,9 +35,7 @@ class Stopwatch {
 };
 
 std::string inMilliseconds(double seconds) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f ms", seconds * 1000);
-    return text;
+    return OIIO::Strutil::fmt::format("{:.1f} ms", seconds * 1000);
 }
 
 // The rectangle asked for with `option`, or the whole of the picture.
@@ -65,12 +63,12 @@ std::string describe(const PictureReader& reader, QzBitmapType format) {
            (reader.channels().alpha < 0                     ? "no alpha"
             : reader.alpha() == pictures::Alpha::associated ? "associated alpha"
                                                             : "straight alpha") +
-           ", rendered as " + name;
+           ", as " + name;
 }
 
-FrameTimes render(const hosting::Module& module, const std::filesystem::path& input,
+FrameTimes render(const Renderer& renderer, const std::filesystem::path& input,
                   const std::filesystem::path& output, const FrameSettings& settings,
-                  PictureReader& reader, const Messages& messages) {
+                  unsigned threads, PictureReader& reader, const Messages& messages) {
     const Rectangle picture = reader.picture();
     const Rectangle source = within(picture, settings.source, "--source", input);
     const Rectangle region = within(picture, settings.region, "--region", input);
@@ -78,24 +76,20 @@ FrameTimes render(const hosting::Module& module, const std::filesystem::path& in
     const bool nearest = settings.sampling == hosting::Sampling::nearest;
     messages.detail(input, toText(picture) + ", " + describe(reader, format));
     messages.detail(input, "source " + toText(source) + ", region " + toText(region) + ", " +
-                               (nearest ? "nearest" : "bilinear"));
+                               (nearest ? "nearest" : "bilinear") + ", rendered by " +
+                               renderer.name());
 
     pictures::PictureWriter writer(output);
     Stopwatch stopwatch;
     FrameTimes times;
-    hosting::Bitmap in = hosting::makeBitmap(picture.width, picture.height, format);
-    pictures::samplesToBitmap(reader.read(), reader.channels(), reader.alpha(), reader.data(), *in,
-                              picture);
+    const auto rendering = renderer.start(picture.width, picture.height, format, threads);
+    reader.read(rendering->input(), threads);
     times.read = stopwatch.lap();
 
-    const hosting::Bitmap out = hosting::makeBitmap(picture.width, picture.height, format);
-    hosting::FilterInstance instance(module, settings.filter);
-    instance.render(*in, *out, source, region, settings.sampling);
-    instance.close();
-    in.reset();  // its memory is reused for writing
+    const polar_image out = rendering->render({settings.filter, settings.sampling, source, region});
     times.render = stopwatch.lap();
 
-    const auto written = writer.write(*out, region, reader, settings.file);
+    const auto written = writer.write(out, region, reader, settings.file, threads);
     for (const std::string& warning : written.warnings) messages.warning(output, warning);
     messages.detail(output, written.description);
     times.write = stopwatch.lap();
@@ -107,9 +101,9 @@ FrameTimes render(const hosting::Module& module, const std::filesystem::path& in
 
 }  // namespace
 
-FrameTimes renderPicture(const hosting::Module& module, const std::filesystem::path& input,
+FrameTimes renderPicture(const Renderer& renderer, const std::filesystem::path& input,
                          const std::filesystem::path& output, const FrameSettings& settings,
-                         const Messages& messages) {
+                         unsigned threads, const Messages& messages) {
     if (!settings.overwrite) refuseOwnInput(input, output);
     std::string size;
     try {
@@ -117,7 +111,7 @@ FrameTimes renderPicture(const hosting::Module& module, const std::filesystem::p
         for (const std::string& warning : reader.warnings()) messages.warning(input, warning);
         size = " for " + std::to_string(reader.picture().width) + "x" +
                std::to_string(reader.picture().height);
-        return render(module, input, output, settings, reader, messages);
+        return render(renderer, input, output, settings, threads, reader, messages);
     } catch (const std::bad_alloc&) {
         throw FileError(input, "not enough memory" + size);
     }

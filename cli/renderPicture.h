@@ -1,11 +1,11 @@
-// One frame: from a picture file through the module to a picture file.
+// One frame, from a picture file to a picture file.
 #pragma once
 
 #include <filesystem>
 
 #include "cli/Messages.h"
 #include "cli/Options.h"
-#include "hosting/Module.h"
+#include "cli/Rendering.h"
 
 namespace cli {
 
@@ -22,9 +22,10 @@ struct FrameTimes {
 };
 
 // Renders `input` to `output`, which appears whole or not at all. May be called from several
-// threads at once. Throws pictures::FileError and hosting::ModuleError.
-FrameTimes renderPicture(const hosting::Module& module, const std::filesystem::path& input,
+// threads at once, and works on at most `threads` of its own. Throws pictures::FileError and
+// hosting::ModuleError.
+FrameTimes renderPicture(const Renderer& renderer, const std::filesystem::path& input,
                          const std::filesystem::path& output, const FrameSettings& settings,
-                         const Messages& messages);
+                         unsigned threads, const Messages& messages);
 
 }  // namespace cli

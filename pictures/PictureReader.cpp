@@ -198,14 +198,13 @@ QzBitmapType PictureReader::format() const {
     return best;
 }
 
-Samples PictureReader::read() {
-    const auto pixels =
-        static_cast<std::size_t>(spec().width) * static_cast<std::size_t>(spec().height);
-    Samples samples =
-        makeSamples(spec().format, pixels * static_cast<std::size_t>(channels_.count));
+void PictureReader::read(const polar_image& image, unsigned threads) {
+    input_->threads(static_cast<int>(threads));
+    Samples samples = makeSamples(
+        spec().format, spec().image_pixels() * static_cast<std::size_t>(channels_.count));
     readSamples(file_, *input_, firstChannel_, firstChannel_ + channels_.count, typeOf(samples),
                 dataOf(samples));
-    return samples;
+    samplesToImage(samples, channels_, alpha_, data(), image, threads);
 }
 
 }  // namespace pictures

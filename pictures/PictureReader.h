@@ -48,8 +48,10 @@ class PictureReader {
     const Channels& channels() const { return channels_; }
     Alpha alpha() const { return alpha_; }
 
-    // All samples of channels(). Throws FileError, and std::bad_alloc when memory is out.
-    Samples read();
+    // Reads the picture into `image`, which has its size and is transparent at first, otherwise as
+    // for samplesToImage. Works on at most `threads` threads, apart from OpenEXR's own. Throws
+    // FileError, and std::bad_alloc when memory is out.
+    void read(const polar_image& image, unsigned threads);
 
   private:
     bool hasWindow() const;

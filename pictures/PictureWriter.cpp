@@ -40,15 +40,15 @@ constexpr const char* outdated[] = {
     "Exif:Pixel[XY]Dimension",
 };
 
-// What the components of a bitmap are.
+// What the components of an image are.
 struct Components {
     unsigned bits;
     bool isFloat;
 };
 
-Components componentsOf(const QzBitmap& bitmap) {
+Components componentsOf(const polar_image& image) {
     Components components{};
-    visitFormat(bitmap.bitmapType, [&]<class Buffer>() {
+    visitFormat(static_cast<unsigned>(image.format), [&]<class Buffer>() {
         using Pixel = typename Buffer::Pixel;
         components = {Pixel::componentBits, std::is_floating_point_v<typename Pixel::Component>};
     });
@@ -267,16 +267,18 @@ void PictureWriter::require(bool done) {
                                                         : oneLine(output_->geterror())));
 }
 
-Written PictureWriter::write(const QzBitmap& bitmap, const Rectangle& region,
-                             const PictureReader& original, const FileSettings& settings) {
-    const Components components = componentsOf(bitmap);
+Written PictureWriter::write(const polar_image& image, const Rectangle& region,
+                             const PictureReader& original, const FileSettings& settings,
+                             unsigned threads) {
+    output_->threads(static_cast<int>(threads));
+    const Components components = componentsOf(image);
     const Alpha alpha = alphaOf(*output_, original);
     require(output_->open(temporary_.path().string(),
                           describe(*output_, original, region, components, alpha, settings)));
     const OIIO::ImageSpec& spec = output_->spec();
     Samples samples =
         makeSamples(spec.format, spec.image_pixels() * static_cast<std::size_t>(spec.nchannels));
-    bitmapToSamples(bitmap, region, alpha, samples);
+    imageToSamples(image, alpha, samples, threads);
     require(output_->write_image(typeOf(samples), dataOf(samples)));
     require(output_->close());
     writeName(output_->format_name(), temporary_.path(), file_);

@@ -1,5 +1,7 @@
 #include "pictures/conversion.h"
 
+#include <OpenImageIO/parallel.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -72,37 +74,46 @@ Sample* fromPixel(const Pixel& in, Alpha alpha, Sample* out) {
     return out;
 }
 
+// Calls `convert` with each row from `first` to before `end`.
+template <class Convert>
+void forEachRow(QzLong first, QzLong end, unsigned threads, const Convert& convert) {
+    OIIO::parallel_for(
+        first, end, [&](std::int64_t row) { convert(row); }, static_cast<int>(threads));
+}
+
 }  // namespace
 
-void samplesToBitmap(const Samples& samples, const Channels& channels, Alpha alpha,
-                     const Rectangle& data, QzBitmap& bitmap, const Rectangle& picture) {
-    const Rectangle both = intersection(data, picture);
-    const auto convert = [&]<class Buffer>(const auto* first) {
-        const Buffer buffer(bitmap);
-        for (QzLong row = both.y; row < both.y + both.height; ++row) {
-            const auto before =
-                std::ptrdiff_t{row - data.y} * data.width + std::ptrdiff_t{both.x - data.x};
-            const auto* in = first + before * channels.count;
-            for (QzLong column = both.x; column < both.x + both.width;
-                 ++column, in += channels.count)
+void samplesToImage(const Samples& samples, const Channels& channels, Alpha alpha,
+                    const Rectangle& data, const polar_image& image, unsigned threads) {
+    const Rectangle both = intersection(data, {0, 0, image.width, image.height});
+    const auto convert = [&]<class Buffer>(const auto* samplesOfData) {
+        const Buffer buffer(image.pixels, image.row_bytes);
+        forEachRow(both.y, both.y + both.height, threads, [&](std::int64_t row) {
+            const std::int64_t before = (row - data.y) * data.width + (both.x - data.x);
+            const auto* in = samplesOfData + before * channels.count;
+            for (QzLong column = both.x; column < both.x + both.width; ++column) {
                 toPixel(in, channels, alpha, *buffer.at(column, row));
-        }
+                in += channels.count;
+            }
+        });
     };
-    visitFormat(bitmap.bitmapType, [&]<class Buffer>() {
+    visitFormat(static_cast<unsigned>(image.format), [&]<class Buffer>() {
         std::visit([&](const auto& in) { convert.template operator()<Buffer>(in.data()); },
                    samples);
     });
 }
 
-void bitmapToSamples(const QzBitmap& bitmap, const Rectangle& region, Alpha alpha,
-                     Samples& samples) {
+void imageToSamples(const polar_image& image, Alpha alpha, Samples& samples, unsigned threads) {
+    const std::int64_t rowSamples = std::int64_t{image.width} * (alpha == Alpha::overBlack ? 3 : 4);
     const auto convert = [&]<class Buffer>(auto* out) {
-        const Buffer buffer(bitmap);
-        for (QzLong row = region.y; row < region.y + region.height; ++row)
-            for (QzLong column = region.x; column < region.x + region.width; ++column)
-                out = fromPixel(*buffer.at(column, row), alpha, out);
+        const Buffer buffer(image.pixels, image.row_bytes);
+        forEachRow(0, image.height, threads, [&](std::int64_t row) {
+            auto* at = out + row * rowSamples;
+            for (QzLong column = 0; column < image.width; ++column)
+                at = fromPixel(*buffer.at(column, row), alpha, at);
+        });
     };
-    visitFormat(bitmap.bitmapType, [&]<class Buffer>() {
+    visitFormat(static_cast<unsigned>(image.format), [&]<class Buffer>() {
         std::visit([&](auto& out) { convert.template operator()<Buffer>(out.data()); }, samples);
     });
 }

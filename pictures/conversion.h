@@ -1,12 +1,12 @@
-// Between the samples of picture files and the pixels of bitmaps.
+// Between the samples of picture files and the pixels of images.
 #pragma once
 
 #include <cstdint>
 #include <variant>
 #include <vector>
 
+#include "library/polar.h"
 #include "pictures/Rectangle.h"
-#include "pixels/QzBitmap.h"
 
 namespace pictures {
 
@@ -30,15 +30,16 @@ struct Channels {
     int alpha;    // index, or -1: every pixel is opaque
 };
 
-// Writes the pixels of `bitmap` that lie in `data`, from samples of all of `data`; `picture` is the
-// size of `bitmap`. Values are rounded to nearest and clamped to its format; the alpha becomes
-// straight.
-void samplesToBitmap(const Samples& samples, const Channels& channels, Alpha alpha,
-                     const Rectangle& data, QzBitmap& bitmap, const Rectangle& picture);
+// Images hold straight alpha in one of QzFormats, and their row_bytes are not left to default. Both
+// functions round to nearest, clamp to what the target holds and work on at most `threads` threads.
 
-// Writes `region` of `bitmap` to `samples`, which have its size: r, g, b and, unless the alpha is
-// overBlack, a. Rounds and clamps as above.
-void bitmapToSamples(const QzBitmap& bitmap, const Rectangle& region, Alpha alpha,
-                     Samples& samples);
+// Writes the pixels of `image` that lie in `data`, a rectangle of its pixels, from samples of all
+// of `data`.
+void samplesToImage(const Samples& samples, const Channels& channels, Alpha alpha,
+                    const Rectangle& data, const polar_image& image, unsigned threads);
+
+// Writes all pixels of `image` to `samples`, which have room for them: r, g, b and, unless the
+// alpha is overBlack, a.
+void imageToSamples(const polar_image& image, Alpha alpha, Samples& samples, unsigned threads);
 
 }  // namespace pictures

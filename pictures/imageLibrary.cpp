@@ -54,8 +54,7 @@ void silencePngLibrary() {
     stderr = lines;  // std::cerr keeps the stream that it began with
 }
 
-void setLibraryThreads(unsigned threads) {
-    OIIO::attribute("threads", static_cast<int>(threads));
+void setExrThreads(unsigned threads) {
     OIIO::attribute("exr_threads", threads == 1 ? -1 : static_cast<int>(threads));  // -1: none
 }
 

@@ -24,8 +24,9 @@ void* dataOf(Samples& samples);
 // caller too. To be called once, before the first thread starts.
 void silencePngLibrary();
 
-// How many threads the library uses for one picture, 1 or more. To be called before the first one.
-void setLibraryThreads(unsigned threads);
+// How many threads OpenEXR uses for one picture, 1 or more: it does not heed those set for a file.
+// To be called before the first picture.
+void setExrThreads(unsigned threads);
 
 // A message of the picture library on one line, never empty.
 std::string oneLine(std::string message);

@@ -572,7 +572,7 @@ TEST_F(Cli, TellsAboutItselfAndTheModule) {
           "InfoId92 30070", "InfoId92 30072", "InfoId96 30004", "SetupValue72 1"}},
         {"ln -s '" POLAR_EXECUTABLE "' link && ./link info", {"\"Polar to Rectangular...\""}},
         {"polar unwrap in.png -o o.png -v 2>&1",
-         {"Polar.dylib", "8x8+0+0", "rgba8", "bilinear", " ms"}},
+         {"libpolar 1.", "8x8+0+0", "rgba8", "bilinear", " ms"}},
         {"bash -c '. " POLAR_COMPLETION "; COMP_WORDS=(polar wrap --depth u); COMP_CWORD=3; _polar;"
          "echo ${COMPREPLY[@]}'",
          {"uint8 uint10 uint12 uint16\n"}},
