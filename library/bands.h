@@ -28,15 +28,14 @@ bool runBands(std::int64_t rows, unsigned threads, const Progress& progress, Wor
     // grows with the rows before it.
     const std::int64_t height = std::max<std::int64_t>(
         (std::min<std::int64_t>(64, rows / (4 * threads)) + 7) / 8 * 8, rows / 256 + 1);
-    std::atomic<std::int64_t> next = 0, done = 0;
+    std::atomic<std::uint32_t> next = 0, done = 0;  // bands; every processor counts 32 bits
     std::atomic<bool> stopped = false;
     // Whether there was a band left.
     const auto workOnOne = [&](unsigned thread) {
-        const std::int64_t first = next.fetch_add(height);
+        const std::int64_t first = next++ * height;
         if (first >= rows || stopped) return false;
-        const std::int64_t count = std::min(height, rows - first);
-        work(thread, first, count);
-        done += count;
+        work(thread, first, std::min(height, rows - first));
+        ++done;
         return true;
     };
     std::vector<std::jthread> helpers;
@@ -50,8 +49,9 @@ bool runBands(std::int64_t rows, unsigned threads, const Progress& progress, Wor
     } catch (const std::exception&) {
         // The threads that there are do the work.
     }
-    while (workOnOne(0) && done < rows)
-        if (progress.stops(static_cast<double>(done) / static_cast<double>(rows))) stopped = true;
+    const auto bands = static_cast<std::uint32_t>((rows + height - 1) / height);
+    while (workOnOne(0) && done < bands)
+        if (progress.stops(1.0 * done / bands)) stopped = true;
     helpers.clear();
     if (!stopped) progress.stops(1.0);  // too late to stop
     return !stopped;

@@ -86,12 +86,13 @@ void loadPremultiplied(const void* from, std::size_t count, void* to) {
     const auto* in = static_cast<const Pixel*>(from);
     auto* out = static_cast<FloatPixel*>(to);
     for (std::size_t i = 0; i < count; ++i) {
-        const auto [r, g, b, a] = in[i].load();
-        const double alpha = a / unit<Pixel>;
-        const auto straight = [&](auto component) {
-            return a == 0 ? 0.0F : static_cast<float>(component / unit<Pixel> / alpha);
+        const auto components = in[i].load();
+        const double alpha = components.a / unit<Pixel>;
+        const auto straight = [=](auto component) {
+            return alpha == 0 ? 0.0F : static_cast<float>(component / unit<Pixel> / alpha);
         };
-        out[i].store({straight(r), straight(g), straight(b), static_cast<float>(alpha)});
+        out[i].store({straight(components.r), straight(components.g), straight(components.b),
+                      static_cast<float>(alpha)});
     }
 }
 
@@ -100,10 +101,10 @@ void storePremultiplied(const void* from, std::size_t count, const float*, void*
     const auto* in = static_cast<const FloatPixel*>(from);
     auto* out = static_cast<Pixel*>(to);
     for (std::size_t i = 0; i < count; ++i) {
-        const auto [r, g, b, a] = in[i].load();
-        const double alpha = a;
-        out[i].store({quantize<Pixel>(r * alpha), quantize<Pixel>(g * alpha),
-                      quantize<Pixel>(b * alpha), quantize<Pixel>(alpha)});
+        const auto components = in[i].load();
+        const double alpha = components.a;
+        out[i].store({quantize<Pixel>(components.r * alpha), quantize<Pixel>(components.g * alpha),
+                      quantize<Pixel>(components.b * alpha), quantize<Pixel>(alpha)});
     }
 }
 

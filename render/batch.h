@@ -397,8 +397,9 @@ struct BilinearSampler {
         using All = Colours<Lanes>;
         Colours<Lanes> colours{mean(&All::r), mean(&All::g), mean(&All::b), alpha};
         const Mask visible = Lanes::AndNot(Lanes::Eq(alpha, Lanes::Set(0.0)), inside);
+        // Near the cut x is at an end of the columns or beyond, which is never settled.
         if constexpr (mapping == Mapping::wrap)
-            decided &= settled(job, fx, c, inverse, visible, colours) & ~at.nearCut;
+            decided &= settled(job, fx, c, inverse, visible, colours);
         return {Format::mixed(colours, visible), allLanes & ~(decided | outside)};
     }
     [[gnu::always_inline]] static void store(unsigned char* out, const Result& result) {
