@@ -48,7 +48,7 @@ class Canvas {
   public:
     void blend(int x, int y, Colour colour, double coverage) {
         if (y < 0 || y >= kSize) return;
-        Colour& pixel = pixels_[std::size_t(y * kSize + (x & (kSize - 1)))];
+        Colour& pixel = pixels_[std::size_t(y) * kSize + std::size_t(x & (kSize - 1))];
         pixel = mix(pixel, colour, coverage);
     }
 
@@ -86,7 +86,7 @@ class Canvas {
     }
 
   private:
-    std::vector<Colour> pixels_ = std::vector<Colour>(kSize * kSize);
+    std::vector<Colour> pixels_ = std::vector<Colour>(std::size_t(kSize) * kSize);
 };
 
 constexpr Point kSun{1800, 950};
@@ -147,20 +147,20 @@ void drawHouse(Canvas& canvas, Point foot, double width) {
 struct Range {
     double height, relief;  // rows
     int waves;              // per turn
-    Colour crest, valley;
     int objects;
+    Colour crest, valley;
     double objectHeight;  // rows
     double houses;        // share of the objects
 };
 
 // Far to near.
 constexpr Range kRanges[] = {
-    {770, 80, 7, hex(0xA9678C), hex(0xF0A58C), 0, 0, 0},
-    {700, 45, 5, hex(0x6B5285), hex(0xB0788C), 0, 0, 0},
-    {635, 40, 4, hex(0x35566F), hex(0x5E8088), 36, 270, 0},
-    {510, 40, 3, hex(0x2F6A66), hex(0x4E957A), 30, 210, 0.2},
-    {365, 35, 3, hex(0x4C8C5C), hex(0x76B06A), 14, 130, 0},
-    {215, 22, 2, hex(0x86B860), hex(0xA6CC6C), 0, 0, 0},
+    {770, 80, 7, 0, hex(0xA9678C), hex(0xF0A58C), 0, 0},
+    {700, 45, 5, 0, hex(0x6B5285), hex(0xB0788C), 0, 0},
+    {635, 40, 4, 36, hex(0x35566F), hex(0x5E8088), 270, 0},
+    {510, 40, 3, 30, hex(0x2F6A66), hex(0x4E957A), 210, 0.2},
+    {365, 35, 3, 14, hex(0x4C8C5C), hex(0x76B06A), 130, 0},
+    {215, 22, 2, 0, hex(0x86B860), hex(0xA6CC6C), 0, 0},
 };
 
 double hillHeight(const Range& range, double x) {
