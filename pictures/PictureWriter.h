@@ -28,10 +28,9 @@ class PictureWriter {
     // Throws FileError when `file` cannot be written or its extension stands for no format.
     explicit PictureWriter(const std::filesystem::path& file);
 
-    // Writes `image`, whose alpha is straight and whose format is one of QzFormats, with the
-    // metadata of the picture that it was made from, and puts the file in its place; `region` is
-    // where in that picture it lies. Works on at most `threads` threads, except that OpenEXR has
-    // threads of its own. Throws FileError, and std::bad_alloc when memory is out.
+    // Writes `image`, as for imageToSamples, with the metadata of the picture that it was made from
+    // and of which it is `region`, and puts the file in its place. Works on at most `threads`
+    // threads, apart from OpenEXR's own. Throws FileError, and std::bad_alloc when memory is out.
     Written write(const polar_image& image, const Rectangle& region, const PictureReader& original,
                   const FileSettings& settings, unsigned threads);
 

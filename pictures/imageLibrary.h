@@ -24,7 +24,7 @@ void* dataOf(Samples& samples);
 // caller too. To be called once, before the first thread starts.
 void silencePngLibrary();
 
-// How many threads OpenEXR uses for one picture, 1 or more: it does not heed those set for a file.
+// How many threads OpenEXR works on, 1 or more; those set for a single file have no effect on it.
 // To be called before the first picture.
 void setExrThreads(unsigned threads);
 
