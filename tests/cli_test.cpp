@@ -1,22 +1,21 @@
 // Runs the built `polar` as a user does, on pictures made here.
 
-#include <OpenImageIO/imageio.h>
+#include <OpenImageIO/filesystem.h>
+#include <OpenImageIO/imagebufalgo.h>
+#include <OpenImageIO/imagecache.h>
+#include <elf.h>
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cmath>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <regex>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -30,63 +29,54 @@ struct Outcome {
     std::string out, err;
 };
 
-struct Loaded {
-    OIIO::ImageSpec spec;
-    std::vector<float> samples;
-
-    std::vector<float> pixel(int x, int y) const {
-        const auto first = samples.begin() + (y * spec.width + x) * spec.nchannels;
-        return {first, first + spec.nchannels};
-    }
-    std::vector<float> rgba(int x, int y) const {
-        std::vector<float> values = pixel(x, y);
-        values.resize(4, 1);
-        return values;
-    }
-};
+// Red, green, blue and alpha, which is 1 where there is none.
+std::vector<float> pixel(const OIIO::ImageBuf& image, int x, int y) {
+    std::vector<float> samples(4, 1);
+    image.getpixel(x + image.spec().x, y + image.spec().y, samples.data(), 4);
+    return samples;
+}
 
 // A folder for the pictures and one for the streams, both gone after the test.
 class Cli : public testing::Test {
   protected:
     Cli() {
         std::string name = (fs::temp_directory_path() / "polar_cli_XXXXXX").string();
-        root = mkdtemp(name.data());
-        fs::create_directories(folder = root / "pictures");
+        fs::create_directories(folder = (root = mkdtemp(name.data())) / "pictures");
     }
     ~Cli() override { fs::remove_all(root); }
 
     // Runs a command of the shell in the folder, where `polar` is the built one.
     Outcome shell(const std::string& command) const {
-        const std::string path = fs::path(POLAR_EXECUTABLE).parent_path().string();
-        const int status = std::system(("cd '" + folder.string() + "' && PATH='" + path +
-                                        "':$PATH && (" + command + ") >../out 2>../err")
-                                           .c_str());
+        const std::string path = fs::path(POLAR_EXECUTABLE).parent_path();
+        const std::string line = "cd '" + folder.string() + "' && PATH='" + path + "':$PATH && (" +
+                                 command + ") >../out 2>../err";
+        const int status = std::system(line.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(root / "out"),
                 contents(root / "err")};
     }
     Outcome run(const std::string& arguments) const { return shell("polar " + arguments); }
     void runWell(const std::string& arguments) const {
         const Outcome outcome = run(arguments);
-        EXPECT_EQ(outcome.status, 0) << arguments;
-        EXPECT_EQ(outcome.out + outcome.err, "") << arguments;
+        EXPECT_EQ(std::to_string(outcome.status) + outcome.out + outcome.err, "0") << arguments;
     }
     // One line with `fragment` in it, and the files as they were. `before` is a part of a command.
     void runBadly(const std::string& arguments, int status, const std::string& fragment,
                   const std::string& before = "") const {
         const std::set<std::string> were = files();
         const Outcome outcome = shell(before + " polar " + arguments);
-        const std::string& line = outcome.err;
-        EXPECT_EQ(outcome.status, status) << arguments;
-        EXPECT_EQ(outcome.out, "") << arguments;
-        EXPECT_TRUE(line.starts_with("polar: ") && line.find('\n') + 1 == line.size() &&
-                    line.find(fragment) != std::string::npos)
-            << arguments << ": " << line << "wanted: " << fragment;
+        EXPECT_EQ(std::to_string(outcome.status) + outcome.out, std::to_string(status))
+            << arguments;
+        EXPECT_TRUE(outcome.err.starts_with("polar: ") &&
+                    outcome.err.find('\n') + 1 == outcome.err.size() &&
+                    outcome.err.find(fragment) != std::string::npos)
+            << arguments << ": " << outcome.err << "wanted: " << fragment;
         EXPECT_EQ(files(), were) << arguments;
     }
 
     static std::string contents(const fs::path& file) {
-        std::ifstream stream(file);
-        return {std::istreambuf_iterator<char>(stream), {}};
+        std::string text;
+        OIIO::Filesystem::read_text_file(file.string(), text);
+        return text;
     }
     std::set<std::string> files() const {
         std::set<std::string> names;
@@ -96,30 +86,28 @@ class Cli : public testing::Test {
     }
 
     // Writes the samples as they are, whatever the format makes of alpha.
-    void save(const std::string& name, OIIO::ImageSpec spec, const std::vector<float>& samples) {
+    void save(const std::string& name, OIIO::ImageSpec spec, std::vector<float> samples) const {
         spec.attribute("oiio:UnassociatedAlpha", 1);
-        const auto output = OIIO::ImageOutput::create(name);
-        ASSERT_TRUE(output && output->open((folder / name).string(), spec) &&
-                    output->write_image(TypeDesc::FLOAT, samples.data()) && output->close())
-            << name;
+        const TypeDesc type = std::exchange(spec.format, TypeDesc::FLOAT);
+        OIIO::ImageBuf image(spec, samples.data());
+        image.set_write_format(type);
+        image.set_write_tiles(spec.tile_width, spec.tile_height);
+        ASSERT_TRUE(image.write((folder / name).string())) << image.geterror();
     }
     void saveConstant(const std::string& name, const OIIO::ImageSpec& spec,
-                      const std::vector<float>& pixel) {
-        std::vector<float> samples;
-        for (int i = 0; i < spec.width * spec.height; ++i)
-            samples.insert(samples.end(), pixel.begin(), pixel.end());
+                      const std::vector<float>& pixel) const {
+        std::vector<float> samples(spec.image_pixels() * pixel.size());
+        for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = pixel[i % pixel.size()];
         save(name, spec, samples);
     }
     // Reads the samples as they are in the file, or with associated alpha.
-    Loaded load(const std::string& name, bool associated = false) const {
+    OIIO::ImageBuf load(const std::string& name, bool associated = false) const {
+        OIIO::ImageCache::create()->invalidate_all(true);  // names come again
         OIIO::ImageSpec wishes;
-        if (!associated) wishes.attribute("oiio:UnassociatedAlpha", 1);
-        const auto input = OIIO::ImageInput::open((folder / name).string(), &wishes);
-        if (!input) throw std::runtime_error(name + " is not there");
-        Loaded loaded{input->spec(), {}};
-        loaded.samples.resize(loaded.spec.image_pixels() * std::size_t(loaded.spec.nchannels));
-        EXPECT_TRUE(input->read_image(0, 0, 0, -1, TypeDesc::FLOAT, loaded.samples.data()));
-        return loaded;
+        wishes.attribute("oiio:UnassociatedAlpha", associated ? 0 : 1);
+        OIIO::ImageBuf image((folder / name).string(), 0, 0, nullptr, &wishes);
+        EXPECT_TRUE(image.read(0, 0, true, TypeDesc::FLOAT)) << image.geterror();
+        return image;
     }
 
     fs::path root, folder;
@@ -154,11 +142,10 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
     fs::copy(folder / "in.png", folder / "linked.png");
     fs::create_hard_link(folder / "in.png", folder / "same.png");
     fs::create_directory(folder / "folder.png");
-    const std::string qzLib = (fs::path(POLAR_EXECUTABLE).parent_path() / "libQzLib.so").string();
     const struct {
-        std::string arguments;
+        const char* arguments;
         int status;
-        std::string fragment;
+        const char* fragment;
     } cases[] = {
         {"unwrap none.png -o o.png", 1, "none.png: no such file"},
         {"unwrap folder.png -o o.png", 1, "folder.png: is a folder"},
@@ -169,7 +156,6 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap in.png -o o.png --source 17x8", 1,
          "in.png: --source 17x8+0+0 lies outside the picture 16x8+0+0; the nearest inside is 16x8"},
         {"wrap in.png -o o.png --region 4x9+13+1", 1, "the nearest inside is 4x8+12+0"},
-        {"wrap in.png -o o.png --region 1x1+0+2147483647", 1, "1x1+0+2147483647 lies outside"},
         {"unwrap in.png -o o.exrr", 1, "the extension \"exrr\"; did you mean exr?"},
         {"unwrap in.png -o o.jp2", 1, "o.jp2: cannot be written: what was written cannot be read"},
         {"unwrap in.png -o none/o.png", 1, "none/o.png: cannot be written: No such file or dir"},
@@ -177,15 +163,8 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap in.png -o in.png", 1, "in.png: is the input; --overwrite"},
         {"unwrap in.png -o same.png", 1, "same.png: is the input; --overwrite"},
         {"unwrap in.png -o o.png --plugin none", 1, "/none: cannot be loaded: "},
-        {"unwrap in.png -o o.png --plugin text.png", 1, "/text.png: cannot be loaded: "},
-        {"info --plugin " + qzLib, 1, qzLib + ": not a module: it has no entry ENTRYPOINT1"},
         {"unwrap in.png -o o.png --source 8x8+0+0junk", 2, "--source: 8x8+0+0junk is no WxH+X+Y"},
-        {"unwrap in.png -o o.png --source 0x8", 2, "W and H 1 or more"},
-        {"unwrap in.png -o o.png --source 8x8+1", 2, "8x8+1 is no"},
-        {"unwrap in.png -o o.png --source 8x-8", 2, "8x-8 is no"},
-        {"unwrap in.png -o o.png --region 2147483648x1", 2, "2147483648x1 is no"},
         {"unwrap in.png -o o.png --sampling cubic", 2, "cubic not in {bilinear,nearest}"},
-        {"unwrap in.png -o o.png --format 8", 2, "8 not in {auto,rgba8,rgba10,"},
         {"unwrap in.png", 2, "--output is required"},
         {"unwrap in.png in.png -o o.png", 2, "o.png does not end in '/'"},
         {"unwrap in.png linked.png in.png -o none/", 2, "none/in.png would be written twice"},
@@ -195,33 +174,47 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap in.png -o o.png --frames 1", 2, "--frames needs a name like shot.%04d.exr"},
         {"unwrap in.png -o o.png --frames 1-", 2, "--frames: 1- is no 1-100"},
         {"unwrap in.png -o o.png --attrib zip", 2, "--attrib: zip is no NAME=VALUE"},
-        {"unwrap in.png -o o.png --threads 2000", 2, "2000 not in range 0 to 1024"},
         {"unwrap in.png --regoin 1x1", 2, "--regoin is not expected; did you mean --region?"},
-        {"unwrap in.png -o o.png -v -q", 2, "excludes"},
-        {"twist in.png -o o.png", 2, "polar --help"},
-        {"", 2, "subcommand is required"},
     };
     for (const auto& [arguments, status, fragment] : cases) runBadly(arguments, status, fragment);
     EXPECT_EQ(contents(folder / "in.png"), contents(folder / "linked.png"));
     runWell("unwrap in.png -o in.png --overwrite");
-    EXPECT_EQ(load("in.png").spec.nchannels, 4);
+    EXPECT_EQ(load("in.png").nchannels(), 4);
 }
 
 TEST_F(Cli, DamagedFilesGiveOneLineAndNoFile) {
     save("in.png", OIIO::ImageSpec(100, 100, 3, TypeDesc::UINT8), scattered(10000, 255, 3));
-    const auto cut = [&](const fs::path& original, const std::string& name, double kept) {
-        const std::string bytes = contents(original);
-        std::ofstream(folder / name) << bytes.substr(0, std::size_t(double(bytes.size()) * kept));
-    };
     for (const std::string type : {"png", "jpg", "tif", "exr", "dpx"}) {
         runWell("wrap -q in.png -o all." + type);
-        for (const double kept : {0.02, 0.5}) {
-            cut(folder / ("all." + type), "cut." + type, kept);
+        const std::string bytes = contents(folder / ("all." + type));
+        for (const std::size_t part : {50, 2}) {
+            std::ofstream(folder / ("cut." + type)) << bytes.substr(0, bytes.size() / part);
             runBadly("wrap -q cut." + type + " -o o.png", 1, "cut." + type + ": ");
         }
     }
-    cut(POLAR_MODULE, "cut.dylib", 0.1);
-    runBadly("info --plugin cut.dylib", 1, "/cut.dylib: cannot be loaded: cut short");
+}
+
+// A byte of its ELF header makes a module one for another processor.
+TEST_F(Cli, ModulesThatCannotBeLoadedGiveOneLine) {
+    const std::string module = contents(POLAR_MODULE);
+    const struct {
+        std::size_t at;
+        char byte;
+        std::string reason;
+    } cases[] = {{EI_CLASS, ELFCLASS32, "built for another processor (32-bit, little-endian)"},
+                 {EI_DATA, ELFDATA2MSB, "built for another processor (64-bit, big-endian)"},
+                 {offsetof(Elf64_Ehdr, e_machine), EM_PPC, "built for another processor (64-bit"},
+                 {0, 0, "invalid ELF header"}};
+    for (const auto& [at, byte, reason] : cases) {
+        std::string foreign = module;
+        foreign[at] = byte;
+        std::ofstream(folder / "bad.dylib") << foreign;
+        runBadly("info --plugin bad.dylib", 1, "/bad.dylib: cannot be loaded: " + reason);
+    }
+    std::ofstream(folder / "bad.dylib") << module.substr(0, module.size() / 10);
+    runBadly("info --plugin bad.dylib", 1, "/bad.dylib: cannot be loaded: cut short");
+    const fs::path qzLib = fs::path(POLAR_EXECUTABLE).parent_path() / "libQzLib.so";
+    runBadly("info --plugin " + qzLib.string(), 1, "not a module: it has no entry ENTRYPOINT1");
 }
 
 TEST_F(Cli, FileWithoutPermissionGivesOneLine) {
@@ -234,23 +227,14 @@ TEST_F(Cli, FileWithoutPermissionGivesOneLine) {
 
 // The system stores no more, early or late, whether the writer looks or not.
 TEST_F(Cli, FullDiskKeepsWhatWasThere) {
-    const std::vector<std::string> types{"png", "jpg", "tif", "exr", "dpx", "sgi", "webp", "jp2"};
     save("in.tif", OIIO::ImageSpec(150, 150, 4, TypeDesc::UINT16), scattered(22500, 65535, 4));
-    for (const std::string& type : types)
+    for (const std::string type : {"png", "jpg", "tif", "exr", "dpx", "sgi", "webp", "jp2"}) {
+        std::ofstream(folder / ("o." + type)) << "old";
         for (const std::string blocks : {"1", "16"})
             runBadly("wrap -q in.tif -o o." + type, 1,
                      "o." + type + ": cannot be written: ", "ulimit -f " + blocks + ";");
-    fs::create_directory(folder / "disk");
-    if (mount("none", (folder / "disk").c_str(), "tmpfs", 0, "size=12k") != 0)
-        GTEST_SKIP() << "a small disk cannot be mounted: " << std::strerror(errno);
-    for (const std::string& type : types) {
-        const fs::path file = folder / "disk" / ("o." + type);
-        std::ofstream(file) << "old";
-        runBadly("wrap -q in.tif -o disk/o." + type, 1, "disk/o." + type + ": cannot be written: ");
-        EXPECT_EQ(contents(file), "old");
-        EXPECT_TRUE(fs::remove(file) && fs::is_empty(folder / "disk")) << type;
+        EXPECT_EQ(contents(folder / ("o." + type)), "old");
     }
-    umount((folder / "disk").c_str());
 }
 
 TEST_F(Cli, LittleMemoryGivesOneLine) {
@@ -316,28 +300,23 @@ TEST_F(Cli, NearestMovesPixelsUnchanged) {
         if (bits != 0) spec.attribute("oiio:BitsPerSample", bits);
         save(name, spec, scattered(10000, steps, channels));
         runWell("unwrap " + name + " -o o." + name + " --sampling nearest");
-        const Loaded in = load(name), out = load("o." + name);
-        EXPECT_EQ(out.spec.format, in.spec.format) << name;
-        EXPECT_EQ(out.spec.get_int_attribute("oiio:BitsPerSample"),
-                  in.spec.get_int_attribute("oiio:BitsPerSample"))
+        const OIIO::ImageBuf in = load(name), out = load("o." + name);
+        EXPECT_EQ(out.nativespec().format, type) << name;
+        EXPECT_EQ(out.spec().get_int_attribute("oiio:BitsPerSample"),
+                  in.spec().get_int_attribute("oiio:BitsPerSample"))
             << name;
-        EXPECT_EQ(out.pixel(0, 50), in.rgba(50, 25)) << name;
-        EXPECT_EQ(out.pixel(25, 50), in.rgba(25, 50)) << name;
-        EXPECT_EQ(out.pixel(50, 99), transparent) << name;
+        EXPECT_EQ(pixel(out, 0, 50), pixel(in, 50, 25)) << name;
+        EXPECT_EQ(pixel(out, 25, 50), pixel(in, 25, 50)) << name;
         std::set<std::vector<float>> known{transparent};
-        for (int i = 0; i < 10000; ++i) known.insert(in.rgba(i % 100, i / 100));
-        for (int x = 0; x < 99; ++x) {  // the last alpha of a row of 10-bit DPX is not readable
-            EXPECT_EQ(out.pixel(x, 0), in.rgba(50, 50)) << name;
-            for (int y = 0; y < 100; ++y)
-                ASSERT_TRUE(known.contains(out.pixel(x, y))) << name << " " << x << " " << y;
-        }
+        for (int i = 0; i < 10000; ++i) known.insert(pixel(in, i % 100, i / 100));
+        for (int i = 0; i < 9900; ++i)  // the last alpha of a row of 10-bit DPX is not readable
+            ASSERT_TRUE(known.contains(pixel(out, i % 99, i / 99))) << name << i;
     }
 }
 
 // Whatever a format's own conventions, its reader finds colour x alpha, and two runs give one file.
 TEST_F(Cli, EveryFormatHoldsThePicture) {
     const std::vector<float> straight{0.8f, 0.4f, 0.2f, 0.4f};
-    const std::vector<float> associated{0.32f, 0.16f, 0.08f, 0.4f};
     saveConstant("in.png", {64, 64, 4, TypeDesc::UINT8}, straight);
     for (const std::string type : {"png", "tif", "tga", "exr", "dpx", "sgi", "webp", "ppm"})
         for (const std::string depth : {"uint12", "half"}) {
@@ -345,12 +324,12 @@ TEST_F(Cli, EveryFormatHoldsThePicture) {
             const Outcome outcome = shell("mkdir -p a b && " + wrap + "a/o." + type + " && " +
                                           wrap + "b/o." + type + " && diff a b");
             EXPECT_EQ(outcome.status, 0) << type << depth << outcome.out << outcome.err;
-            const auto pixel = load("a/o." + type, true).pixel(32, 10);
-            expectNear(pixel, {associated.begin(), associated.begin() + std::ssize(pixel)}, 0.015,
-                       type + depth);
-            if (pixel.size() != 4) continue;
+            const OIIO::ImageBuf out = load("a/o." + type, true);
+            const bool hasAlpha = out.nchannels() == 4;
+            expectNear(pixel(out, 32, 10), {0.32f, 0.16f, 0.08f, hasAlpha ? 0.4f : 1}, 0.015, type);
+            if (!hasAlpha) continue;
             runWell("wrap -q a/o." + type + " -o back.png");
-            expectNear(load("back.png").pixel(32, 40), straight, 0.03, type + depth);
+            expectNear(pixel(load("back.png"), 32, 40), straight, 0.03, type + depth);
         }
 }
 
@@ -361,39 +340,61 @@ TEST_F(Cli, FormatsWithoutAlphaOrDepthSayWhatTheyLose) {
     EXPECT_EQ(outcome.err,
               "polar: o.jpg: JPEG holds no alpha; the picture lies over black\n"
               "polar: o.jpg: JPEG holds 8 bits a component; the picture has 16\n");
-    expectNear(load("o.jpg").pixel(32, 16), {0.25f, 0.5f, 0}, 0.02, "coverage of a half");
-    expectNear(load("o.jpg").pixel(0, 0), {0, 0, 0}, 0.02, "no coverage");
-    runWell("unwrap in.tif -o o.jpg -q");
+    expectNear(pixel(load("o.jpg"), 32, 16), {0.25f, 0.5f, 0, 1}, 0.02, "coverage of a half");
+    expectNear(pixel(load("o.jpg"), 0, 0), {0, 0, 0, 1}, 0.02, "no coverage");
     runWell("unwrap in.tif -o o.dpx --format rgba12");
     runWell("unwrap o.dpx -o deep.dpx --format rgba16");
-    EXPECT_EQ(load("o.dpx").spec.get_int_attribute("oiio:BitsPerSample"), 12);
-    EXPECT_EQ(load("deep.dpx").spec.get_int_attribute("oiio:BitsPerSample"), 16);
     runWell("unwrap in.tif -o o.exr --format float");
-    EXPECT_EQ(load("o.exr").spec.format, TypeDesc::FLOAT);
     EXPECT_EQ(run("unwrap in.tif -o o.png --format float").err,
               "polar: o.png: PNG holds 16 bits a component; the picture has floats\n");
-    EXPECT_EQ(load("o.png").spec.format, TypeDesc::UINT16);
+    EXPECT_EQ(load("o.dpx").spec().get_int_attribute("oiio:BitsPerSample"), 12);
+    EXPECT_EQ(load("deep.dpx").spec().get_int_attribute("oiio:BitsPerSample"), 16);
+    EXPECT_EQ(load("o.exr").nativespec().format, TypeDesc::FLOAT);
+    EXPECT_EQ(load("o.png").nativespec().format, TypeDesc::UINT16);
 }
 
-TEST_F(Cli, OtherChannelsBecomeRgba) {
+TEST_F(Cli, ChannelsAreChosenByNumberOrByName) {
     const struct {
-        std::string name;
-        std::vector<float> in, out;
-    } cases[] = {{"grey.tif", {0.2f}, {0.2f, 0.2f, 0.2f, 1}},
-                 {"greyAlpha.png", {0.2f, 0.6f}, {0.2f, 0.2f, 0.2f, 0.6f}},
-                 {"rgb.png", {0.2f, 0.4f, 0.6f}, {0.2f, 0.4f, 0.6f, 1}}};
-    for (const auto& [name, in, out] : cases) {
-        saveConstant(name, {8, 8, int(in.size()), TypeDesc::UINT8}, in);
-        runWell("wrap " + name + " -o o.png");
-        expectNear(load("o.png").pixel(4, 4), out, 1e-6, name);
+        std::string file;
+        std::vector<std::string> names;
+        std::vector<float> in;
+        std::string options;
+        std::vector<float> out;
+    } cases[] = {
+        {"grey.tif", {"Y"}, {0.2f}, "", {0.2f, 0.2f, 0.2f, 1}},
+        {"greyAlpha.png", {"Y", "A"}, {0.2f, 0.6f}, "", {0.12f, 0.12f, 0.12f, 0.6f}},
+        {"rgb.png", {"R", "G", "B"}, {0.2f, 0.4f, 0.6f}, "", {0.2f, 0.4f, 0.6f, 1}},
+        {"z.exr", {"Z", "G", "B", "R", "A", "id"}, {9, 0, 0.5f, 1, 1, 9}, "-q", {1, 0, 0.5f, 1}},
+        {"a.exr", {"a.R", "a.G", "a.B", "R", "G", "B"}, {1, 0, 0, 0, 1, 0}, "-q", {0, 1, 0, 1}},
+        {"b.exr", {"b.R", "b.G", "b.B", "R"}, {1, 0, 0, 0}, "--layer b", {1, 0, 0, 1}},
+    };
+    for (const auto& [file, names, in, options, out] : cases) {
+        OIIO::ImageSpec spec(8, 8, int(names.size()), TypeDesc::FLOAT);
+        spec.channelnames = names;
+        saveConstant(file, spec, in);
+        runWell("wrap " + file + " -o o.exr --depth float " + options);
+        expectNear(pixel(load("o.exr"), 4, 4), out, 1e-6, file);
     }
-    OIIO::ImageSpec spec(8, 8, 6, TypeDesc::FLOAT);
-    spec.channelnames = {"depth", "G", "B", "R", "A", "id"};
-    spec.alpha_channel = 4;
-    saveConstant("six.exr", spec, {9, 0.5f, 0.25f, 1, 1, 9});
-    EXPECT_EQ(run("wrap six.exr -o o.exr").err,
-              "polar: six.exr: 6 channels; R, G, B, A are used\n");
-    EXPECT_EQ(load("o.exr").pixel(4, 4), (std::vector<float>{1, 0.5f, 0.25f, 1}));
+    EXPECT_EQ(run("wrap z.exr -o o.exr").err, "polar: z.exr: 6 channels; R, G, B, A are used\n");
+}
+
+TEST_F(Cli, PartsAreChosenByColourOrByName) {
+    OIIO::ImageSpec parts[] = {{8, 8, 1, TypeDesc::FLOAT}, {8, 8, 3, TypeDesc::FLOAT}};
+    parts[0].channelnames = {"Z"};
+    parts[0].attribute("oiio:subimagename", "depth");
+    parts[1].attribute("oiio:subimagename", "colour");
+    const auto output = OIIO::ImageOutput::create("exr");
+    const std::string file = (folder / "in.exr").string();
+    const std::vector<float> half(64, 0.5f), one(192, 1);
+    ASSERT_TRUE(output->open(file, 2, parts) && output->write_image(TypeDesc::FLOAT, half.data()) &&
+                output->open(file, parts[1], OIIO::ImageOutput::AppendSubimage) &&
+                output->write_image(TypeDesc::FLOAT, one.data()) && output->close());
+    runWell("wrap in.exr -o colour.exr");
+    runWell("wrap in.exr -o depth.exr --layer depth");
+    EXPECT_EQ(pixel(load("colour.exr"), 4, 4), (std::vector<float>{1, 1, 1, 1}));
+    EXPECT_EQ(pixel(load("depth.exr"), 4, 4), (std::vector<float>{0.5f, 0.5f, 0.5f, 1}));
+    runBadly("wrap in.exr -o x.exr --layer colours", 1,
+             "in.exr: no layer colours; it has colour, depth; did you mean colour?");
 }
 
 TEST_F(Cli, RegionIsTheCropOfTheWholeAndKeepsItsPlaceAndMetadata) {
@@ -405,18 +406,29 @@ TEST_F(Cli, RegionIsTheCropOfTheWholeAndKeepsItsPlaceAndMetadata) {
     for (const std::string command : {"unwrap", "wrap"}) {
         runWell(command + " in.exr -o all.exr --source 32x16+4+3");
         runWell(command + " in.exr -o part.exr --source 32x16+4+3 --region 9x8+11+6");
-        const Loaded all = load("all.exr"), part = load("part.exr");
-        ASSERT_EQ(part.spec.width, 9);
-        ASSERT_EQ(part.spec.height, 8);
-        for (int y = 0; y < 8; ++y)
-            for (int x = 0; x < 9; ++x) EXPECT_EQ(part.pixel(x, y), all.pixel(x + 11, y + 6));
-        EXPECT_NE(part.pixel(0, 0), part.pixel(8, 7));
-        EXPECT_EQ(part.spec.x, 11);
-        EXPECT_EQ(part.spec.y, 6);
-        EXPECT_EQ(part.spec.full_width, 200);
-        EXPECT_EQ(part.spec.get_string_attribute("Artist"), "somebody");
+        const OIIO::ImageBuf all = load("all.exr"), part = load("part.exr");
+        EXPECT_EQ(part.roi(), OIIO::ROI(11, 20, 6, 14, 0, 1, 0, 4));
+        EXPECT_EQ(OIIO::ImageBufAlgo::compare(all, part, 0, 0, part.roi()).nfail, 0u);
+        EXPECT_FALSE(OIIO::ImageBufAlgo::isConstantColor(part));
+        EXPECT_EQ(part.roi_full(), OIIO::ROI(0, 200, 0, 100, 0, 1, 0, 4));
+        EXPECT_EQ(part.spec().get_string_attribute("Artist"), "somebody");
     }
     runWell("unwrap in.exr -o part.bmp --region 9x8+11+6 -q");  // holds no place
+}
+
+// The library on any number of threads gives the file that a module gives.
+TEST_F(Cli, PixelsDoNotDependOnWhatRendersThem) {
+    save("in.tif", {601, 500, 4, TypeDesc::UINT16}, scattered(300500, 65535, 4));
+    for (const std::string render : {"unwrap in.tif", "wrap in.tif --source 599x301+1+99"})
+        for (const std::string sampling : {"bilinear", "nearest"})
+            for (const std::string format : {"rgba8", "rgba10", "float"}) {
+                const std::string rest = render + " --region 501x450+97+33 --sampling " + sampling +
+                                         " --format " + format + " -o ";
+                runWell(rest + "module.tif --plugin " POLAR_MODULE);
+                runWell(rest + "library.tif --threads " + (format == "rgba8" ? "1" : "5"));
+                EXPECT_TRUE(contents(folder / "module.tif") == contents(folder / "library.tif"))
+                    << rest;
+            }
 }
 
 // Every way to name the same frames, with any number of threads, gives the same files.
@@ -429,7 +441,7 @@ TEST_F(Cli, SequencesAreRenderedFrameByFrame) {
     runWell("wrap in.%d.tif -o d/a.%04d.tif --frames 12-8 --threads 3");
     runWell("wrap in.8.tif in.9.tif in.10.tif in.11.tif -o e/ --threads 8");
     runWell("wrap in.%d.tif -o e/ --frames 12");
-    EXPECT_EQ(load("a.0011.tif").pixel(20, 15)[0], 11.f / 255);
+    EXPECT_EQ(pixel(load("a.0011.tif"), 20, 15)[0], 11.f / 255);
     EXPECT_EQ(files().size(), 5 + 5 + 2u);
     for (const std::string other : {"d/a.%04d.tif", "e/in.%d.tif"}) {
         const Outcome outcome = run("compare a.%04d.tif " + other + " --frames 8-12");
@@ -450,12 +462,10 @@ TEST_F(Cli, SequencesAreRenderedFrameByFrame) {
               std::string::npos);
     if (shell("script -qec true /dev/null").status != 0)
         GTEST_SKIP() << "all but progress was tested; there is no terminal to be had";
-    const Outcome shown =
-        shell("script -qec 'polar wrap in.%d.tif -o m.%d.tif --threads 1' /dev/null");
-    EXPECT_TRUE(std::regex_match(
-        shown.out,
-        std::regex("(\r\x1b\\[K[1-4] of 4 frames, [0-9.]+ frames/s, [0-9]+ s left){4}\r\x1b\\[K")))
-        << shown.out;
+    const std::string shown =
+        shell("script -qec 'polar wrap in.%d.tif -o m.%d.tif --threads 1' /dev/null").out;
+    const std::string line = "\r\x1b\\[K[1-4] of 4 frames, [0-9.]+ frames/s, [0-9]+ s left";
+    EXPECT_TRUE(std::regex_match(shown, std::regex("(" + line + "){4}\r\x1b\\[K"))) << shown;
 }
 
 // The scripts that users copy, each as its scheduler would start it here: byte for byte one run.
@@ -463,8 +473,7 @@ TEST_F(Cli, ChunksOfAFarmAreTheFilesOfOneRun) {
     for (int frame = 1; frame <= 7; ++frame)
         save(std::to_string(frame) + ".tif", {20, 20, 3, TypeDesc::UINT8},
              scattered(400, 255 - unsigned(frame), 3));
-    const std::string farm = "'" POLAR_EXAMPLES "/farm/";
-    const std::string render = " wrap %d.tif -q -o farm/%d.dpx";
+    const std::string farm = "'" POLAR_EXAMPLES "/farm/", render = " wrap %d.tif -q -o farm/%d.dpx";
     const std::string array =
         "export SLURM_ARRAY_TASK_COUNT=3 SLURM_ARRAY_TASK_ID && "
         "for SLURM_ARRAY_TASK_ID in 2 0 1; do " +
@@ -475,9 +484,8 @@ TEST_F(Cli, ChunksOfAFarmAreTheFilesOfOneRun) {
             GTEST_SKIP() << "the array ran; GNU parallel is not installed (package parallel)";
         const Outcome outcome =
             shell("rm -rf one farm && mkdir one farm && polar wrap %d.tif -q -o one/%d.dpx && " +
-                  command + " && ls farm && diff one farm");
-        EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
-        EXPECT_EQ(outcome.out, "1.dpx\n2.dpx\n3.dpx\n4.dpx\n5.dpx\n6.dpx\n7.dpx\n");
+                  command + " && ls farm | wc -l && diff one farm");
+        EXPECT_EQ(std::to_string(outcome.status) + outcome.out, "07\n") << outcome.err;
     }
 }
 
@@ -498,8 +506,9 @@ TEST_F(Cli, CompareMeasuresDifferences) {
                  {"a.exr nan.exr --tolerance 9 -q", 1, ""}};
     for (const auto& [arguments, status, out] : cases) {
         const Outcome outcome = run("compare " + arguments);
-        EXPECT_EQ(outcome.status, status) << arguments;
-        EXPECT_EQ(outcome.out + outcome.err, out) << arguments;
+        EXPECT_EQ(std::to_string(outcome.status) + outcome.out + outcome.err,
+                  std::to_string(status) + out)
+            << arguments;
     }
     saveConstant("c.exr", {3, 2, 3, TypeDesc::FLOAT}, {0, 0, 0});
     runBadly("compare a.exr c.exr", 1, "c.exr: 3x2+0+0 of 3x2+0+0 and channels R,G,B; a.exr has");
@@ -516,46 +525,15 @@ TEST_F(Cli, DisplayWindowIsThePicture) {
     runWell(
         "unwrap in.exr -o o.exr --sampling nearest --attrib compression=piz --attrib shot=7 "
         "--depth half");
-    const Loaded out = load("o.exr");
-    EXPECT_EQ(out.spec.roi(), OIIO::ROI(80, 100, 90, 110, 0, 1, 0, 4));
-    EXPECT_EQ(out.spec.roi_full(), OIIO::ROI(80, 100, 90, 110, 0, 1, 0, 4));
-    EXPECT_EQ(out.pixel(5, 5), std::vector<float>(4));  // a quarter turn: the left half
-    EXPECT_EQ(out.pixel(15, 5), (std::vector<float>{1, 0.5f, 0, 1}));
-    EXPECT_EQ(out.spec.get_float_attribute("PixelAspectRatio"), 2);
-    EXPECT_EQ(out.spec.get_string_attribute("compression"), "piz");
-    EXPECT_EQ(out.spec.get_int_attribute("shot"), 7);
-    EXPECT_EQ(out.spec.format, TypeDesc::HALF);
-}
-
-TEST_F(Cli, LayersAndPartsAreChosenByName) {
-    OIIO::ImageSpec spec(8, 8, 6, TypeDesc::FLOAT);
-    spec.channelnames = {"fog.R", "fog.G", "fog.B", "R", "G", "B"};
-    saveConstant("layers.exr", spec, {1, 0, 0, 0, 1, 0});
-    OIIO::ImageSpec depth(8, 8, 1, TypeDesc::FLOAT), colour(8, 8, 3, TypeDesc::FLOAT);
-    depth.channelnames = {"Z"};
-    depth.attribute("oiio:subimagename", "depth");
-    colour.attribute("oiio:subimagename", "colour");
-    const auto output = OIIO::ImageOutput::create("exr");
-    const OIIO::ImageSpec parts[] = {depth, colour};
-    const std::vector<float> half(192, 0.5f), one(192, 1);
-    ASSERT_TRUE(
-        output->open((folder / "parts.exr").string(), 2, parts) &&
-        output->write_image(TypeDesc::FLOAT, half.data()) &&
-        output->open((folder / "parts.exr").string(), colour, OIIO::ImageOutput::AppendSubimage) &&
-        output->write_image(TypeDesc::FLOAT, one.data()) && output->close());
-    const struct {
-        std::string arguments;
-        std::vector<float> pixel;
-    } cases[] = {{"layers.exr -q", {0, 1, 0, 1}},
-                 {"layers.exr --layer fog", {1, 0, 0, 1}},
-                 {"parts.exr", {1, 1, 1, 1}},
-                 {"parts.exr --layer depth", {0.5f, 0.5f, 0.5f, 1}}};
-    for (const auto& [arguments, pixel] : cases) {
-        runWell("wrap " + arguments + " -o o.exr");
-        EXPECT_EQ(load("o.exr").pixel(4, 4), pixel) << arguments;
-    }
-    runBadly("wrap parts.exr -o x.exr --layer colours", 1,
-             "parts.exr: no layer colours; it has colour, depth; did you mean colour?");
+    const OIIO::ImageBuf out = load("o.exr");
+    EXPECT_EQ(out.roi(), OIIO::ROI(80, 100, 90, 110, 0, 1, 0, 4));
+    EXPECT_EQ(out.roi_full(), out.roi());
+    EXPECT_EQ(pixel(out, 5, 5), std::vector<float>(4));  // a quarter turn: the left half
+    EXPECT_EQ(pixel(out, 15, 5), (std::vector<float>{1, 0.5f, 0, 1}));
+    EXPECT_EQ(out.spec().get_float_attribute("PixelAspectRatio"), 2);
+    EXPECT_EQ(out.spec().get_string_attribute("compression"), "piz");
+    EXPECT_EQ(out.spec().get_int_attribute("shot"), 7);
+    EXPECT_EQ(out.nativespec().format, TypeDesc::HALF);
 }
 
 TEST_F(Cli, TellsAboutItselfAndTheModule) {
@@ -565,8 +543,8 @@ TEST_F(Cli, TellsAboutItselfAndTheModule) {
         std::vector<std::string> fragments;
     } cases[] = {
         {"polar --help", {"polar unwrap ", "polar wrap ", "info"}},
-        {"polar unwrap --help", {"--region", "=bilinear", "in pixels", "no more in memory"}},
-        {"polar --version", {"polar "}},
+        {"polar unwrap --help", {"--region", "=bilinear", "|rgba12|", "no more in memory"}},
+        {"polar --version", {"polar 1."}},
         {"polar info",
          {"\"Polar to Rectangular...\", category \"Distort\"", "\"Rectangular to Polar...\"",
           "InfoId92 30070", "InfoId92 30072", "InfoId96 30004", "SetupValue72 1"}},
@@ -579,8 +557,7 @@ TEST_F(Cli, TellsAboutItselfAndTheModule) {
     };
     for (const auto& [command, fragments] : cases) {
         const Outcome outcome = shell(command);
-        EXPECT_EQ(outcome.status, 0) << command;
-        EXPECT_EQ(outcome.err, "") << command;
+        EXPECT_EQ(std::to_string(outcome.status) + outcome.err, "0") << command;
         for (const std::string& fragment : fragments)
             EXPECT_NE(outcome.out.find(fragment), std::string::npos) << command << outcome.out;
     }

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "pictures/Rectangle.h"
-#include "pictures/suggestion.h"
 #include "sequences/FrameRange.h"
 #include "sequences/SequenceName.h"
 
@@ -87,28 +86,6 @@ TEST(Rectangle, IsReadAsUsersWriteIt) {
                                    "2147483648x1",
                                    "8x8+0+99999999999999999999"})
         EXPECT_FALSE(parseRectangle(text)) << text;
-}
-
-TEST(Rectangle, LiesInAnotherOrIsMovedThere) {
-    const struct {
-        const char *outer, *inner, *nearest;
-    } cases[] = {
-        {"16x8", "16x8", "16x8+0+0"},
-        {"16x8", "4x9+13+1", "4x8+12+0"},
-        {"16x8", "1x1+16+7", "1x1+15+7"},
-        {"16x8", "2147483647x1+2147483647+0", "16x1+0+0"},
-    };
-    for (const auto& [outer, inner, nearest] : cases) {
-        const auto a = parseRectangle(outer).value(), b = parseRectangle(inner).value();
-        EXPECT_EQ(toText(nearestIn(a, b)), nearest) << inner;
-        EXPECT_EQ(contains(a, b), toText(b) == nearest) << inner;
-    }
-}
-
-TEST(Suggestion, IsTheNearestWordOrNone) {
-    EXPECT_EQ(suggestion("bilinaer", {"nearest", "bilinear"}), "; did you mean bilinear?");
-    EXPECT_EQ(suggestion("qqqqqq", {"nearest", "bilinear"}), "");
-    EXPECT_EQ(suggestion("x", {}), "");
 }
 
 }  // namespace
