@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <cmath>
-#include <csignal>
 #include <cstddef>
 #include <cstdlib>
 #include <filesystem>
@@ -17,6 +16,8 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -27,6 +28,8 @@ using OIIO::TypeDesc;
 struct Outcome {
     int status;
     std::string out, err;
+
+    std::string all() const { return std::to_string(status) + out + err; }
 };
 
 // Red, green, blue and alpha, which is 1 where there is none.
@@ -56,20 +59,18 @@ class Cli : public testing::Test {
     }
     Outcome run(const std::string& arguments) const { return shell("polar " + arguments); }
     void runWell(const std::string& arguments) const {
-        const Outcome outcome = run(arguments);
-        EXPECT_EQ(std::to_string(outcome.status) + outcome.out + outcome.err, "0") << arguments;
+        EXPECT_EQ(run(arguments).all(), "0") << arguments;
     }
     // One line with `fragment` in it, and the files as they were. `before` is a part of a command.
     void runBadly(const std::string& arguments, int status, const std::string& fragment,
                   const std::string& before = "") const {
         const std::set<std::string> were = files();
         const Outcome outcome = shell(before + " polar " + arguments);
-        EXPECT_EQ(std::to_string(outcome.status) + outcome.out, std::to_string(status))
-            << arguments;
-        EXPECT_TRUE(outcome.err.starts_with("polar: ") &&
-                    outcome.err.find('\n') + 1 == outcome.err.size() &&
+        const std::string wanted = std::to_string(status) + "polar: ";
+        EXPECT_TRUE(outcome.all().starts_with(wanted) &&
+                    outcome.all().find('\n') + 1 == outcome.all().size() &&
                     outcome.err.find(fragment) != std::string::npos)
-            << arguments << ": " << outcome.err << "wanted: " << fragment;
+            << arguments << ": " << outcome.all() << "wanted: " << wanted << fragment;
         EXPECT_EQ(files(), were) << arguments;
     }
 
@@ -85,20 +86,16 @@ class Cli : public testing::Test {
         return names;
     }
 
-    // Writes the samples as they are, whatever the format makes of alpha.
-    void save(const std::string& name, OIIO::ImageSpec spec, std::vector<float> samples) const {
+    // Writes the samples as they are, again and again, whatever the format makes of alpha.
+    void save(const std::string& name, OIIO::ImageSpec spec, const std::vector<float>& some) const {
+        std::vector<float> all(spec.image_pixels() * std::size_t(spec.nchannels));
+        for (std::size_t i = 0; i < all.size(); ++i) all[i] = some[i % some.size()];
         spec.attribute("oiio:UnassociatedAlpha", 1);
         const TypeDesc type = std::exchange(spec.format, TypeDesc::FLOAT);
-        OIIO::ImageBuf image(spec, samples.data());
+        OIIO::ImageBuf image(spec, all.data());
         image.set_write_format(type);
         image.set_write_tiles(spec.tile_width, spec.tile_height);
         ASSERT_TRUE(image.write((folder / name).string())) << image.geterror();
-    }
-    void saveConstant(const std::string& name, const OIIO::ImageSpec& spec,
-                      const std::vector<float>& pixel) const {
-        std::vector<float> samples(spec.image_pixels() * pixel.size());
-        for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = pixel[i % pixel.size()];
-        save(name, spec, samples);
     }
     // Reads the samples as they are in the file, or with associated alpha.
     OIIO::ImageBuf load(const std::string& name, bool associated = false) const {
@@ -119,38 +116,32 @@ void expectNear(const std::vector<float>& got, const std::vector<float>& wanted,
     for (std::size_t c = 0; c < got.size(); ++c) EXPECT_NEAR(got[c], wanted[c], tolerance) << name;
 }
 
-// Scattered values k / steps; with alphas 1, 1/2, 1/4 and 0 in turn, or without alpha.
-std::vector<float> scattered(int pixels, unsigned steps, int channels) {
+// A few thousand pixels of scattered values k / steps; with alphas 1, 1/2, 1/4 and 0 in turn, or
+// without alpha.
+std::vector<float> scattered(unsigned steps, int channels) {
     std::vector<float> samples;
-    constexpr float alphas[] = {1, 0.5f, 0.25f, 0};
-    for (unsigned i = 0; i < unsigned(pixels); ++i) {
+    for (unsigned i = 0; i < 4 * 997; ++i) {
         for (unsigned c = 1; c <= 3; ++c)
             samples.push_back(float(i * 7919u * c % (steps + 1)) / float(steps));
-        if (channels == 4) samples.push_back(alphas[i % 4]);
+        if (channels == 4) samples.push_back(i % 4 == 3 ? 0 : 1 / float(1 << i % 4));
     }
     return samples;
 }
 
 TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
-    saveConstant("in.png", {16, 8, 3, TypeDesc::UINT8}, {1, 0, 0});
+    save("in.png", {16, 8, 3, TypeDesc::UINT8}, {1, 0, 0});
     OIIO::ImageSpec unnamed(4, 4, 5, TypeDesc::HALF);
     unnamed.channelnames = {"a1", "a2", "a3", "a4", "a5"};
     save("five.exr", unnamed, std::vector<float>(80));
     std::ofstream(folder / "text.png") << "no picture";
-    std::ofstream(folder / "empty.exr");
     std::ofstream(folder / "zero.ppm") << "P6\n0 5\n255\n";
     fs::copy(folder / "in.png", folder / "linked.png");
     fs::create_hard_link(folder / "in.png", folder / "same.png");
     fs::create_directory(folder / "folder.png");
-    const struct {
-        const char* arguments;
-        int status;
-        const char* fragment;
-    } cases[] = {
+    const std::tuple<const char*, int, const char*> cases[] = {
         {"unwrap none.png -o o.png", 1, "none.png: no such file"},
         {"unwrap folder.png -o o.png", 1, "folder.png: is a folder"},
         {"unwrap text.png -o o.png", 1, "text.png: not a readable picture: "},
-        {"unwrap empty.exr -o o.png", 1, "empty.exr: not a readable picture: "},
         {"unwrap zero.ppm -o o.png", 1, "zero.ppm: 0x5 pixels; 1x1 or more"},
         {"unwrap five.exr -o o.png", 1, "five.exr: 5 channels, none named R, G, B; 1 to 4"},
         {"unwrap in.png -o o.png --source 17x8", 1,
@@ -183,7 +174,7 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
 }
 
 TEST_F(Cli, DamagedFilesGiveOneLineAndNoFile) {
-    save("in.png", OIIO::ImageSpec(100, 100, 3, TypeDesc::UINT8), scattered(10000, 255, 3));
+    save("in.png", {100, 100, 3, TypeDesc::UINT8}, scattered(255, 3));
     for (const std::string type : {"png", "jpg", "tif", "exr", "dpx"}) {
         runWell("wrap -q in.png -o all." + type);
         const std::string bytes = contents(folder / ("all." + type));
@@ -197,14 +188,11 @@ TEST_F(Cli, DamagedFilesGiveOneLineAndNoFile) {
 // A byte of its ELF header makes a module one for another processor.
 TEST_F(Cli, ModulesThatCannotBeLoadedGiveOneLine) {
     const std::string module = contents(POLAR_MODULE);
-    const struct {
-        std::size_t at;
-        char byte;
-        std::string reason;
-    } cases[] = {{EI_CLASS, ELFCLASS32, "built for another processor (32-bit, little-endian)"},
-                 {EI_DATA, ELFDATA2MSB, "built for another processor (64-bit, big-endian)"},
-                 {offsetof(Elf64_Ehdr, e_machine), EM_PPC, "built for another processor (64-bit"},
-                 {0, 0, "invalid ELF header"}};
+    const std::tuple<std::size_t, char, std::string> cases[] = {
+        {EI_CLASS, ELFCLASS32, "built for another processor (32-bit, little-endian)"},
+        {EI_DATA, ELFDATA2MSB, "built for another processor (64-bit, big-endian)"},
+        {offsetof(Elf64_Ehdr, e_machine), EM_PPC, "built for another processor (64-bit"},
+        {0, 0, "invalid ELF header"}};
     for (const auto& [at, byte, reason] : cases) {
         std::string foreign = module;
         foreign[at] = byte;
@@ -218,7 +206,7 @@ TEST_F(Cli, ModulesThatCannotBeLoadedGiveOneLine) {
 }
 
 TEST_F(Cli, FileWithoutPermissionGivesOneLine) {
-    saveConstant("in.png", {4, 4, 3, TypeDesc::UINT8}, {1, 0, 0});
+    save("in.png", {4, 4, 3, TypeDesc::UINT8}, {1, 0, 0});
     fs::permissions(folder / "in.png", fs::perms::none);
     const std::string lessRights = "setpriv --bounding-set=-dac_override,-dac_read_search";
     runBadly("wrap in.png -o o.png", 1,
@@ -227,7 +215,7 @@ TEST_F(Cli, FileWithoutPermissionGivesOneLine) {
 
 // The system stores no more, early or late, whether the writer looks or not.
 TEST_F(Cli, FullDiskKeepsWhatWasThere) {
-    save("in.tif", OIIO::ImageSpec(150, 150, 4, TypeDesc::UINT16), scattered(22500, 65535, 4));
+    save("in.tif", {150, 150, 4, TypeDesc::UINT16}, scattered(65535, 4));
     for (const std::string type : {"png", "jpg", "tif", "exr", "dpx", "sgi", "webp", "jp2"}) {
         std::ofstream(folder / ("o." + type)) << "old";
         for (const std::string blocks : {"1", "16"})
@@ -241,7 +229,7 @@ TEST_F(Cli, LittleMemoryGivesOneLine) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the address sanitizer itself needs unlimited memory";
 #endif
-    save("in.tif", OIIO::ImageSpec(4000, 4000, 4, TypeDesc::UINT8), scattered(16000000, 255, 4));
+    save("in.tif", {4000, 4000, 4, TypeDesc::UINT8}, scattered(255, 4));
     for (const std::string kilobytes : {"600000", "700000"})
         runBadly("wrap in.tif -o o.tif", 1, "in.tif: not enough memory",
                  "ulimit -v " + kilobytes + ";");
@@ -249,28 +237,19 @@ TEST_F(Cli, LittleMemoryGivesOneLine) {
 
 // A signal while the file is being written leaves neither the file nor a part of it.
 TEST_F(Cli, SignalsEndCleanly) {
-    save("in.tif", OIIO::ImageSpec(1500, 1500, 3, TypeDesc::UINT16), scattered(2250000, 65535, 3));
-    const auto isWriting = [&] {
-        for (const auto& entry : fs::directory_iterator(folder))
-            if (entry.path().filename().string().starts_with(".o.") && entry.file_size() > 0)
-                return true;
-        return false;
-    };
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        const pid_t child = fork();
-        if (child == 0 && chdir(folder.c_str()) == 0)
-            _exit(execl(POLAR_EXECUTABLE, "polar", "wrap", "in.tif", "-o", "o.png", nullptr));
-        int status = 0;
-        while (!isWriting() && waitpid(child, &status, WNOHANG) == 0) usleep(1000);
-        kill(child, signal);
-        waitpid(child, &status, 0);
-        EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 128 + signal);
+    save("in.tif", {1500, 1500, 3, TypeDesc::UINT16}, scattered(65535, 3));
+    for (const auto& [signal, status] : {std::pair{"INT", 130}, {"TERM", 143}, {"HUP", 129}}) {
+        const Outcome outcome = shell(
+            "env --default-signal polar wrap in.tif -o o.png & "
+            "while kill -0 $! && ! [ -s .o.* ]; do :; done; kill -" +
+            std::string(signal) + " $!; wait $!");
+        EXPECT_EQ(outcome.status, status) << outcome.err;
         EXPECT_EQ(files(), std::set<std::string>{"in.tif"});
     }
 }
 
 TEST_F(Cli, EveryAnswerOfTheModuleIsChecked) {
-    saveConstant("in.png", {4, 4, 3, TypeDesc::UINT8}, {1, 0, 0});
+    save("in.png", {4, 4, 3, TypeDesc::UINT8}, {1, 0, 0});
     const std::string arguments = "unwrap in.png -o o.png --plugin " POLAR_FAILING_MODULE;
     for (const std::string selector : {"1", "2", "10", "11", "12", "3"})
         runBadly(arguments, 1, "(selector " + selector + ") failed: status 0",
@@ -298,7 +277,7 @@ TEST_F(Cli, NearestMovesPixelsUnchanged) {
     for (const auto& [name, type, bits, steps, channels] : cases) {
         OIIO::ImageSpec spec(100, 100, channels, type);
         if (bits != 0) spec.attribute("oiio:BitsPerSample", bits);
-        save(name, spec, scattered(10000, steps, channels));
+        save(name, spec, scattered(steps, channels));
         runWell("unwrap " + name + " -o o." + name + " --sampling nearest");
         const OIIO::ImageBuf in = load(name), out = load("o." + name);
         EXPECT_EQ(out.nativespec().format, type) << name;
@@ -317,7 +296,7 @@ TEST_F(Cli, NearestMovesPixelsUnchanged) {
 // Whatever a format's own conventions, its reader finds colour x alpha, and two runs give one file.
 TEST_F(Cli, EveryFormatHoldsThePicture) {
     const std::vector<float> straight{0.8f, 0.4f, 0.2f, 0.4f};
-    saveConstant("in.png", {64, 64, 4, TypeDesc::UINT8}, straight);
+    save("in.png", {64, 64, 4, TypeDesc::UINT8}, straight);
     for (const std::string type : {"png", "tif", "tga", "exr", "dpx", "sgi", "webp", "ppm"})
         for (const std::string depth : {"uint12", "half"}) {
             const std::string wrap = "polar unwrap -q in.png --depth " + depth + " -o ";
@@ -334,7 +313,7 @@ TEST_F(Cli, EveryFormatHoldsThePicture) {
 }
 
 TEST_F(Cli, FormatsWithoutAlphaOrDepthSayWhatTheyLose) {
-    saveConstant("in.tif", {64, 64, 4, TypeDesc::UINT16}, {0.5f, 1, 0, 0.5f});
+    save("in.tif", {64, 64, 4, TypeDesc::UINT16}, {0.5f, 1, 0, 0.5f});
     const Outcome outcome = run("wrap in.tif -o o.jpg");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err,
@@ -371,7 +350,7 @@ TEST_F(Cli, ChannelsAreChosenByNumberOrByName) {
     for (const auto& [file, names, in, options, out] : cases) {
         OIIO::ImageSpec spec(8, 8, int(names.size()), TypeDesc::FLOAT);
         spec.channelnames = names;
-        saveConstant(file, spec, in);
+        save(file, spec, in);
         runWell("wrap " + file + " -o o.exr --depth float " + options);
         expectNear(pixel(load("o.exr"), 4, 4), out, 1e-6, file);
     }
@@ -402,7 +381,7 @@ TEST_F(Cli, RegionIsTheCropOfTheWholeAndKeepsItsPlaceAndMetadata) {
     spec.x = 5, spec.y = -7, spec.full_width = 200, spec.full_height = 100;
     spec.attribute("Artist", "somebody");
     spec.tile_width = spec.tile_height = 16;
-    save("in.exr", spec, scattered(1200, 4096, 4));
+    save("in.exr", spec, scattered(4096, 4));
     for (const std::string command : {"unwrap", "wrap"}) {
         runWell(command + " in.exr -o all.exr --source 32x16+4+3");
         runWell(command + " in.exr -o part.exr --source 32x16+4+3 --region 9x8+11+6");
@@ -418,7 +397,7 @@ TEST_F(Cli, RegionIsTheCropOfTheWholeAndKeepsItsPlaceAndMetadata) {
 
 // The library on any number of threads gives the file that a module gives.
 TEST_F(Cli, PixelsDoNotDependOnWhatRendersThem) {
-    save("in.tif", {601, 500, 4, TypeDesc::UINT16}, scattered(300500, 65535, 4));
+    save("in.tif", {601, 500, 4, TypeDesc::UINT16}, scattered(65535, 4));
     for (const std::string render : {"unwrap in.tif", "wrap in.tif --source 599x301+1+99"})
         for (const std::string sampling : {"bilinear", "nearest"})
             for (const std::string format : {"rgba8", "rgba10", "float"}) {
@@ -434,8 +413,8 @@ TEST_F(Cli, PixelsDoNotDependOnWhatRendersThem) {
 // Every way to name the same frames, with any number of threads, gives the same files.
 TEST_F(Cli, SequencesAreRenderedFrameByFrame) {
     for (int frame = 8; frame <= 12; ++frame)
-        saveConstant("in." + std::to_string(frame) + ".tif", {40, 30, 3, TypeDesc::UINT8},
-                     {float(frame) / 255, 0, 0});
+        save("in." + std::to_string(frame) + ".tif", {40, 30, 3, TypeDesc::UINT8},
+             {float(frame) / 255, 0, 0});
     ASSERT_EQ(shell("mkdir d e").status, 0);
     runWell("wrap in.%d.tif -o a.####.tif --threads 1");
     runWell("wrap in.%d.tif -o d/a.%04d.tif --frames 12-8 --threads 3");
@@ -472,7 +451,7 @@ TEST_F(Cli, SequencesAreRenderedFrameByFrame) {
 TEST_F(Cli, ChunksOfAFarmAreTheFilesOfOneRun) {
     for (int frame = 1; frame <= 7; ++frame)
         save(std::to_string(frame) + ".tif", {20, 20, 3, TypeDesc::UINT8},
-             scattered(400, 255 - unsigned(frame), 3));
+             scattered(255 - unsigned(frame), 3));
     const std::string farm = "'" POLAR_EXAMPLES "/farm/", render = " wrap %d.tif -q -o farm/%d.dpx";
     const std::string array =
         "export SLURM_ARRAY_TASK_COUNT=3 SLURM_ARRAY_TASK_ID && "
@@ -494,23 +473,18 @@ TEST_F(Cli, CompareMeasuresDifferences) {
     save("b.exr", {3, 1, 3, TypeDesc::FLOAT}, {0, 0, 0, 1, 0.5f, 1, 0, 0.25f, 0});
     save("nan.exr", {3, 1, 3, TypeDesc::FLOAT}, {0, 0, 0, 1, NAN, 1, 0, 0, 0});
     const std::string found = "a.exr b.exr: 2 of 3 pixels differ\n  G: largest 0.5, mean 0.25\n";
-    const struct {
-        std::string arguments;
-        int status;
-        std::string out;
-    } cases[] = {{"a.exr a.exr", 0, "a.exr a.exr: 0 of 3 pixels differ\n"},
-                 {"a.exr b.exr", 1, found},
-                 {"a.exr b.exr --tolerance 0.49", 1, found},
-                 {"a.exr b.exr --tolerance 0.5", 0, found},
-                 {"nan.exr nan.exr -q", 0, ""},
-                 {"a.exr nan.exr --tolerance 9 -q", 1, ""}};
+    const std::tuple<std::string, int, std::string> cases[] = {
+        {"a.exr a.exr", 0, "a.exr a.exr: 0 of 3 pixels differ\n"},
+        {"a.exr b.exr", 1, found},
+        {"a.exr b.exr --tolerance 0.49", 1, found},
+        {"a.exr b.exr --tolerance 0.5", 0, found},
+        {"nan.exr nan.exr -q", 0, ""},
+        {"a.exr nan.exr --tolerance 9 -q", 1, ""}};
     for (const auto& [arguments, status, out] : cases) {
         const Outcome outcome = run("compare " + arguments);
-        EXPECT_EQ(std::to_string(outcome.status) + outcome.out + outcome.err,
-                  std::to_string(status) + out)
-            << arguments;
+        EXPECT_EQ(outcome.all(), std::to_string(status) + out) << arguments;
     }
-    saveConstant("c.exr", {3, 2, 3, TypeDesc::FLOAT}, {0, 0, 0});
+    save("c.exr", {3, 2, 3, TypeDesc::FLOAT}, {0, 0, 0});
     runBadly("compare a.exr c.exr", 1, "c.exr: 3x2+0+0 of 3x2+0+0 and channels R,G,B; a.exr has");
 }
 
@@ -521,7 +495,7 @@ TEST_F(Cli, DisplayWindowIsThePicture) {
     spec.x = 90, spec.y = 80;
     spec.full_x = 80, spec.full_y = 90, spec.full_width = 20, spec.full_height = 20;
     spec.attribute("PixelAspectRatio", 2.f);
-    saveConstant("in.exr", spec, {1, 0.5f, 0});
+    save("in.exr", spec, {1, 0.5f, 0});
     runWell(
         "unwrap in.exr -o o.exr --sampling nearest --attrib compression=piz --attrib shot=7 "
         "--depth half");
@@ -537,11 +511,8 @@ TEST_F(Cli, DisplayWindowIsThePicture) {
 }
 
 TEST_F(Cli, TellsAboutItselfAndTheModule) {
-    saveConstant("in.png", {8, 8, 3, TypeDesc::UINT8}, {1, 0, 0});
-    const struct {
-        std::string command;
-        std::vector<std::string> fragments;
-    } cases[] = {
+    save("in.png", {8, 8, 3, TypeDesc::UINT8}, {1, 0, 0});
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
         {"polar --help", {"polar unwrap ", "polar wrap ", "info"}},
         {"polar unwrap --help", {"--region", "=bilinear", "|rgba12|", "no more in memory"}},
         {"polar --version", {"polar 1."}},
