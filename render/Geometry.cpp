@@ -1,7 +1,6 @@
 #include "render/Geometry.h"
 
 #include <cmath>
-#include <limits>
 
 #include "render/RoundToNearest.h"
 
@@ -46,11 +45,9 @@ void wrap(const Request& request, Geometry& geometry) {
     geometry.scaleY = request.panorama.height / (1.0 - circle.inner);
     geometry.originX = request.source.x;
     const double end = static_cast<double>(request.source.y) + request.panorama.height;
+    // Exact for an end that is not negative, and so is the way back: a rim just inside would show a
+    // trace of the last row all around.
     geometry.originY = end - geometry.scaleY;
-    // A rim that rounds to just inside would show a trace of the last row all around.
-    while (geometry.scaleY + geometry.originY < end)
-        geometry.originY =
-            std::nextafter(geometry.originY, std::numeric_limits<double>::infinity());
     geometry.turn = turnOf(circle);
 }
 

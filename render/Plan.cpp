@@ -78,8 +78,8 @@ bool prepareBatches(Job& job) {
     const QzInside inside(job.geometry.bounds);
     job.left = inside.left();
     job.top = inside.top();
-    job.lastColumn = inside.right() - 1;
-    job.lastRow = inside.bottom() - 1;
+    job.lastColumn = inside.right() - 1.0;
+    job.lastRow = inside.bottom() - 1.0;
     return job.left < job.lastColumn && job.top < job.lastRow &&
            job.input.rowBytes == static_cast<std::int32_t>(job.input.rowBytes);
 }

@@ -83,6 +83,7 @@ TEST(Library, ConvertsWhatIsNotStraight) {
                  {POLAR_RGBA8, 1, 0.0021}, {POLAR_RGBA16, 1, 1e-5}, {POLAR_RGBA_FLOAT, 1, 1e-5},
                  {POLAR_RGBA8, 2, 0.0061}, {POLAR_RGBA16, 2, 3e-5}, {POLAR_RGBA_FLOAT, 2, 1e-6}};
     const std::array<float, 4> background{1, 0.5f, 0.25f, 1};
+    const polar_rect part{5, 3, 80, 60};
     for (const auto& [format, alpha, tolerance] : cases) {
         SCOPED_TRACE(format * 10 + alpha);
         const bool isOpaque = alpha != POLAR_PREMULTIPLIED;
@@ -101,6 +102,7 @@ TEST(Library, ConvertsWhatIsNotStraight) {
             }
         polar_options options{};
         options.direction = POLAR_WRAP;
+        options.source = &part;
         std::copy_n(background.begin(), 3, options.background);
         ASSERT_EQ(polar_render(&straight.image, &mixed.image, &options), POLAR_OK);
         ASSERT_EQ(polar_render(&input.image, &output.image, &options), POLAR_OK);
@@ -203,7 +205,8 @@ TEST(Library, AnyCallIsRefusedOrRenders) {
 }
 
 TEST(Library, TellsProgressAndCanBeCancelled) {
-    TestImage input(POLAR_RGBA8, 600, 600), output(POLAR_RGBA8, 600, 600);
+    TestImage input(POLAR_RGB8, 600, 600), output(POLAR_RGB8, 600, 600);
+    input.fill(1);
     struct Told {
         double last = 0, stopAt = 2;
     };
@@ -213,19 +216,23 @@ TEST(Library, TellsProgressAndCanBeCancelled) {
         told.last = done;
         return int(done >= told.stopAt);
     };
-    for (const int threads : {0, 1, 4}) {
-        Told all, half{0, 0.5};
-        polar_options options{};
+    polar_options options{};
+    options.progress = tell;
+    std::vector<unsigned char> first;
+    for (const int threads : {1, 4, 0}) {
+        Told all;
         options.threads = threads;
-        options.progress = tell;
         options.user = &all;
         EXPECT_EQ(polar_render(&input.image, &output.image, &options), POLAR_OK);
         EXPECT_EQ(all.last, 1);
-        if (threads != 1) continue;
-        options.user = &half;
-        EXPECT_EQ(polar_render(&input.image, &output.image, &options), POLAR_CANCELLED);
-        EXPECT_LT(half.last, 0.8);
+        if (first.empty()) first = output.pixels();
+        EXPECT_EQ(output.pixels(), first) << threads;
     }
+    Told half{0, 0.5};
+    options.threads = 1;
+    options.user = &half;
+    EXPECT_EQ(polar_render(&input.image, &output.image, &options), POLAR_CANCELLED);
+    EXPECT_LT(half.last, 0.8);
 }
 
 }  // namespace

@@ -172,19 +172,18 @@ TEST(Plan, LeavesTiesToTheLibrarysArctangent) {
 // Pixels on the ray where columns end and begin again, to and from ends of the source that are
 // there and that are not.
 TEST(Plan, KeepsToTheSideOfTheCut) {
-    const QzRect source{0, 0, 40, 20}, place{0, 0, 101, 101};
-    TestBitmap<QzBufferRGBA8> input(source), whole(place), output(place);
-    const auto noise = randomBytes(1, 40 * 20 * 4);
-    std::copy(noise.begin(), noise.end(), input.memory.begin());
+    const QzRect source{0, 0, 41, 20}, place{0, 0, 101, 101};
+    TestBitmap<QzBufferRGBAFloat> input(source), whole(place), output(place);
+    for (QzLong i = 0; i < 41 * 20; ++i) input.at(i, 0).store({float(i), float(i % 3), 1, 1});
     for (unsigned i = 0; i < 192; ++i) {
         const Circle circle{{50, 50}, {40, 40}, 0, i % 8 / 8.0, i & 8 ? 1.0 : 0.96, (i & 16) != 0};
-        const QzRect bounds{i % 3 == 1 ? 9 : 0, 0, i % 3 == 0 ? 40 : 31, 20};
+        const QzRect bounds{i % 3 == 1 ? 11 : 0, 0, i % 3 == 0 ? 41 : 30, 20};
         const Geometry geometry =
-            polar::around({Mapping::wrap, circle, source, bounds, {40, 20}, 0, 0, place});
+            polar::around({Mapping::wrap, circle, source, bounds, {41, 20}, 0, 0, place});
         arctangentShift = i & 32 ? 0.99 : -0.99;
         for (const InstructionSet* const set : sets) {
             auto& to = set == sets.front() ? whole : output;
-            TestPlan<QzBufferRGBA8>(geometry, input, to, i / 96, *set).plan.render(0, 101);
+            TestPlan<QzBufferRGBAFloat>(geometry, input, to, i / 96, *set).plan.render(0, 101);
             EXPECT_TRUE(set == sets.front() || output == whole) << set->name << " " << i;
         }
     }
