@@ -95,9 +95,9 @@ TEST(Shell, KeepsEnginesInTheHostsMemory) {
         EXPECT_EQ(engine != nullptr, known);
         EXPECT_EQ(instance.execute(12), 1);
         EXPECT_EQ(instance.record.Engine, engine);
-        EXPECT_EQ(instance.qzlib.calls,
-                  known ? (Calls{{"AllocMemQz", engine, 2 * sizeof(void*)}, {"FreeMemQz", engine}})
-                        : Calls{});
+        Calls calls;
+        if (known) calls = {{"AllocMemQz", engine, 2 * sizeof(void*)}, {"FreeMemQz", engine}};
+        EXPECT_EQ(instance.qzlib.calls, calls);
         instance.qzlib.failing = {2};
         EXPECT_EQ(instance.execute(10), 0);
         EXPECT_EQ(instance.record.Engine, nullptr);
