@@ -17,7 +17,6 @@ class Life {
             qzlib_.calls.clear();
             qzlib_.failing = someCalls();
             request(draw_.upTo(8));
-            qzlib_.throwing.clear();
         }
         cleanUp();
         require(qzlib_.held.empty(), "all memory comes back");
@@ -66,25 +65,8 @@ class Life {
         Scene<Buffer> scene(draw_, 24);
         scene.describe(instance_.record);
         instance_.record.Params->mode = scene.mode;
-        qzlib_.throwing = someCalls();
-        if (apply()) scene.sample();
+        if (instance_.execute(11) == 1) scene.sample();
         require(scene.output == scene.expected, "a render is what the sampler gives");
-    }
-
-    // Whether the region was written.
-    bool apply() {
-        try {
-            return instance_.execute(11) == 1;
-        } catch (const TestQzLib::Fault& fault) {
-            const VexFilterInstance& record = instance_.record;
-            std::erase_if(qzlib_.held, [&](const auto& block) {
-                return block.first != record.Params && block.first != record.Engine;
-            });
-            return fault.what() == std::string("FreeMemQz") &&
-                   std::none_of(qzlib_.calls.begin(), qzlib_.calls.end(), [](const auto& call) {
-                       return call.function == "AllocMemQz" && call.block == nullptr;
-                   });
-        }
     }
 
     void finish() {
@@ -108,7 +90,7 @@ class Life {
 
 void anyLife(std::span<const unsigned char> bytes, VexHandler entryPoint) {
     Draw draw(bytes);
-    visitFormat(static_cast<unsigned>(1 + draw.upTo(5)),
+    visitFormat(static_cast<unsigned>(1 + draw.upTo(QzFormats::count)),
                 [&]<class Buffer>() { Life<Buffer>(draw, entryPoint).live(); });
 }
 

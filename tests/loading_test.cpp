@@ -1,4 +1,4 @@
-// The module in many threads, loaded twice, and unloaded.
+// Lives of instances: of any record, in many threads, of two modules that come and go.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -43,9 +43,17 @@ void liveAtOnce(const std::vector<VexHandler>& entries, unsigned lives, bool sam
     for (unsigned thread = 0; thread < entries.size(); ++thread)
         threads.push_back(std::async(std::launch::async, [=, entry = entries[thread]] {
             for (unsigned life = 0; life < lives; ++life)
-                anyLife(thread * lives + life, 1 + (sameFormat ? life : life + thread) % 5, entry);
+                anyLife(thread * lives + life,
+                        1 + (sameFormat ? life : life + thread) % QzFormats::count, entry);
         }));
     for (auto& thread : threads) EXPECT_NO_THROW(thread.get());
+}
+
+TEST(Lives, RenderWhatTheSamplerGivesForAnyRecord) {
+    for (unsigned life = 0; life < 2000; ++life)
+        ASSERT_NO_THROW(
+            anyLife(life, 1 + life % QzFormats::count, exported<VexHandler>("ENTRYPOINT1")))
+            << life;
 }
 
 TEST(Loading, ThreadsRenderAtOnceAsAlone) {

@@ -76,7 +76,7 @@ const std::vector<const InstructionSet*> sets = supportedSets();
 const std::vector<const InstructionSet*> batched(sets.begin() + 1, sets.end());
 
 template <class Buffer>
-void renderInBands(Draw& draw, const TestPlan<Buffer>& test, QzLong rows) {
+std::int64_t renderInBands(Draw& draw, const TestPlan<Buffer>& test, QzLong rows) {
     const bool inBands = test.plan.rowsIndependent() && !test.doubles.empty();
     if (!inBands) test.plan.render(0, rows);
     for (QzLong end = inBands ? rows : 0; end > 0;) {
@@ -312,23 +312,6 @@ TEST(Plan, RoundsToNearestAndLeavesTheEnvironmentAsItWas) {
                     EXPECT_EQ(output, expected) << set->name << " " << direction;
                 }
             }
-}
-
-// The proof that the arctangent's last bits do not matter must not give up on ordinary pixels.
-TEST(Plan, LeavesFewPixelsToThePlainPath) {
-    const QzRect place{0, 0, 400, 400};
-    for (const InstructionSet* const set : batched)
-        forEachFormat([&]<class Buffer>() {
-            TestBitmap<Buffer> input(place), output(place);
-            const auto noise = randomBytes(1, input.memory.end() - input.memory.begin());
-            std::copy(noise.begin(), noise.end(), input.memory.begin());
-            if constexpr (Buffer::bitmapType == QzBitmapTypeRGBAFloat)
-                for (QzLong i = 0; i < 160'000; ++i)
-                    input.at(i, 0).store({float(noise[i]), 1, float(noise[i + 1]), 2});
-            const Geometry whole = polar::fromRectangles(Mapping::wrap, place, place);
-            TestPlan<Buffer> test(whole, input, output, 0, *set);
-            EXPECT_LT(test.plan.render(0, 400), 160'000 / 50) << set->name << Buffer::name;
-        });
 }
 
 }  // namespace
