@@ -5,6 +5,7 @@
 #include <OpenImageIO/imagecache.h>
 #include <elf.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -216,13 +217,20 @@ TEST_F(Cli, FileWithoutPermissionGivesOneLine) {
 // The system stores no more, early or late, whether the writer looks or not.
 TEST_F(Cli, FullDiskKeepsWhatWasThere) {
     save("in.tif", {150, 150, 4, TypeDesc::UINT16}, scattered(65535, 4));
-    for (const std::string type : {"png", "jpg", "tif", "exr", "dpx", "sgi", "webp", "jp2"}) {
-        std::ofstream(folder / ("o." + type)) << "old";
-        for (const std::string blocks : {"1", "16"})
-            runBadly("wrap -q in.tif -o o." + type, 1,
-                     "o." + type + ": cannot be written: ", "ulimit -f " + blocks + ";");
-        EXPECT_EQ(contents(folder / ("o." + type)), "old");
-    }
+    fs::create_directory(folder / "disk");
+    const bool hasDisk = mount("none", (folder / "disk").c_str(), "tmpfs", 0, "size=12k") == 0;
+    for (const std::string type : {"png", "jpg", "tif", "exr", "dpx", "sgi", "webp", "jp2"})
+        for (const std::string limit : {"ulimit -f 1;", "ulimit -f 16;", ""}) {
+            if (limit.empty() && !hasDisk) continue;
+            const std::string file = limit.empty() ? "disk/o." + type : "o." + type;
+            std::ofstream(folder / file) << "old";
+            runBadly("wrap -q in.tif -o " + file, 1, file + ": cannot be written: ", limit);
+            EXPECT_EQ(contents(folder / file), "old");
+            fs::remove(folder / file);
+        }
+    EXPECT_TRUE(fs::is_empty(folder / "disk"));
+    if (!hasDisk) GTEST_SKIP() << "all but a small disk was tested: it cannot be mounted";
+    umount((folder / "disk").c_str());
 }
 
 TEST_F(Cli, LittleMemoryGivesOneLine) {
