@@ -94,26 +94,21 @@ void Module::Unload::operator()(void* library) const { dlclose(library); }
 Module::Module(const fs::path& path)
     : path_(fs::absolute(path)),  // the loader looks for bare names in the system's folders
       library_(load(path_)) {
-    entry_ = reinterpret_cast<VexHandler>(dlsym(library_.get(), "ENTRYPOINT1"));
+    entry_ = reinterpret_cast<VexHandler>(symbol("ENTRYPOINT1"));
     if (entry_ == nullptr) throw ModuleError(path_, "not a module: it has no entry ENTRYPOINT1");
 }
 
-FilterInstance::FilterInstance(const Module& module, Filter filter) : module_(module) {
-    services_.Service16 = [](VexFilterInstance*, QzULong, QzULong, QzULong, QzULong) {
-        return QzLong{0};
-    };
-    services_.AllocMem = AllocMemQz;
-    services_.FreeMem = FreeMemQz;
-    services_.AllocBitmap = AllocBitmapQz;
-    record_.FilterIndex = static_cast<QzLong>(filter);
-    record_.FilterInfo = &services_;
+void* Module::symbol(const char* name) const { return dlsym(library_.get(), name); }
+
+FilterInstance::FilterInstance(const Module& module, Filter filter)
+    : module_(module), instance_(module.entry(), static_cast<QzLong>(filter)) {
     call(module_.entry(), 1, "info");
     call(module_.entry(), 2, "setup");
     open_ = true;
 }
 
 FilterInstance::~FilterInstance() {
-    if (open_) module_.entry()(&record_, 3);
+    if (open_) instance_.entry(3);
 }
 
 void FilterInstance::close() {
@@ -123,25 +118,22 @@ void FilterInstance::close() {
 
 void FilterInstance::render(QzBitmap& input, QzBitmap& output, const Rectangle& source,
                             const Rectangle& region, Sampling sampling) {
-    record_.InputBitmap = &input;
-    record_.OutputBitmap = &output;
-    record_.SourceRect = source;
-    record_.OutputRegion = region;
-    record_.SamplingWord = static_cast<QzLong>(sampling);
-    call(record_.ExecuteHandler, 10, "prepare");
+    instance_.describe(input, output, source, region, static_cast<QzLong>(sampling));
+    const VexHandler handler = record().ExecuteHandler;
+    call(handler, 10, "prepare");
     try {
-        call(record_.ExecuteHandler, 11, "apply");
+        call(handler, 11, "apply");
     } catch (...) {
-        record_.ExecuteHandler(&record_, 12);  // every prepare is paired with a finished
+        instance_.execute(12);  // every prepare is paired with a finished
         throw;
     }
-    call(record_.ExecuteHandler, 12, "finished");
+    call(handler, 12, "finished");
 }
 
 void FilterInstance::call(VexHandler handler, QzULong selector, const char* request) {
     const std::string name = std::string(request) + " (selector " + std::to_string(selector) + ")";
     if (handler == nullptr) throw ModuleError(module_.path(), "setup left no handler for " + name);
-    const QzLong status = handler(&record_, selector);
+    const QzLong status = handler(&instance_.record, selector);
     if (status != 1)
         throw ModuleError(module_.path(),
                           name + " failed: status " + std::to_string(status) + ", not 1");

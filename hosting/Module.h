@@ -6,8 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "host/QzLib.h"
-#include "host/VexFilterInstance.h"
+#include "hosting/Instance.h"
 
 namespace hosting {
 
@@ -37,6 +36,8 @@ class Module {
 
     const std::filesystem::path& path() const { return path_; }
     VexHandler entry() const { return entry_; }
+    // The address of an exported function, or null.
+    void* symbol(const char* name) const;
 
   private:
     struct Unload {
@@ -55,8 +56,6 @@ enum class Sampling { bilinear = 0, nearest = 1 };
 // module does not answer 1.
 class FilterInstance {
   public:
-    using Rectangle = QzRectT<QzLong>;
-
     // `module` must outlive the instance.
     FilterInstance(const Module& module, Filter filter);
     ~FilterInstance();
@@ -64,7 +63,7 @@ class FilterInstance {
     FilterInstance& operator=(const FilterInstance&) = delete;
 
     // What the module has written into the record.
-    const VexFilterInstance& record() const { return record_; }
+    const VexFilterInstance& record() const { return instance_.record; }
 
     // Renders `region` of `output` from `source` of `input`, two bitmaps of the same format;
     // rectangles in pixels of their bitmaps.
@@ -78,8 +77,7 @@ class FilterInstance {
     void call(VexHandler handler, QzULong selector, const char* request);
 
     const Module& module_;
-    FilterInfo services_{};
-    VexFilterInstance record_{};
+    Instance instance_;
     bool open_ = false;
 };
 

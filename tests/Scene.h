@@ -134,9 +134,9 @@ struct Scene : Request {
         reset();
     }
 
-    void describe(VexFilterInstance& record) {
-        ::describe(record, inPlace ? output.record : input.record, output.record, source, region,
-                   sampling);
+    void describe(hosting::Instance& instance) {
+        instance.describe(inPlace ? output.record : input.record, output.record, source, region,
+                          sampling);
     }
 
     // Puts the output back to what it is before a render.

@@ -29,15 +29,7 @@ GuardedMemory::GuardedMemory(std::size_t bytes, bool atEnd) : bytes_(bytes) {
 GuardedMemory::~GuardedMemory() { munmap(map_, mapped_); }
 
 TestInstance::TestInstance(QzLong filterIndex, unsigned char fill, VexHandler from)
-    : entryPoint(from) {
-    std::memset(static_cast<void*>(&record), fill, sizeof record);
-    std::memset(static_cast<void*>(&services), fill, sizeof services);
+    : Instance(from, filterIndex, fill) {
     services.Service16 = service16;
-    services.AllocMem = AllocMemQz;
-    services.FreeMem = FreeMemQz;
-    services.AllocBitmap = AllocBitmapQz;
-    record.FilterIndex = filterIndex;
-    record.FilterInfo = &services;
-    record.Params = nullptr;
     qzlib = TestQzLib();
 }

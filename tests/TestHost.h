@@ -9,11 +9,11 @@
 #include <vector>
 
 #include "host/Parameters.h"
-#include "host/VexFilterInstance.h"
+#include "hosting/Instance.h"
 #include "pixels/QzBuffer.h"
 #include "tests/TestQzLib.h"
 
-using QzRect = QzRectT<QzLong>;
+using QzRect = hosting::Rectangle;
 
 // Ends the test unless `holds`.
 inline void require(bool holds, const std::string& what) {
@@ -33,16 +33,6 @@ std::vector<unsigned char> bytesOf(const Record& record) {
     std::vector<unsigned char> bytes(sizeof record);
     std::memcpy(bytes.data(), &record, sizeof record);
     return bytes;
-}
-
-// Fills in what a render is asked for.
-inline void describe(VexFilterInstance& record, QzBitmap& input, QzBitmap& output,
-                     const QzRect& source, const QzRect& region, QzLong sampling) {
-    record.InputBitmap = &input;
-    record.OutputBitmap = &output;
-    record.SourceRect = source;
-    record.OutputRegion = region;
-    record.SamplingWord = sampling;
 }
 
 // Memory with an unmapped page before and after it; it touches the first or, `atEnd`, the second.
@@ -103,16 +93,11 @@ struct TestBitmap {
     }
 };
 
-// One filter instance of the module, with a fresh log of the support library. Every byte of its
-// record that a host leaves alone holds `fill`.
-struct TestInstance {
+// An instance of the module, with a fresh log of the support library, in which Service16 is noted.
+struct TestInstance : hosting::Instance {
     explicit TestInstance(QzLong filterIndex, unsigned char fill = 0x5A,
                           VexHandler entryPoint = exported<VexHandler>("ENTRYPOINT1"));
-    TestInstance(const TestInstance&) = delete;
-    TestInstance& operator=(const TestInstance&) = delete;
 
-    QzLong entry(QzULong selector) { return entryPoint(&record, selector); }
-    QzLong execute(QzULong selector) { return record.ExecuteHandler(&record, selector); }
     // Setup and prepare, of a render that is described.
     void prepare() { require(entry(2) == 1 && execute(10) == 1, "setup and prepare succeed"); }
     // All of a life with one apply, which must succeed.
@@ -122,8 +107,5 @@ struct TestInstance {
         require(execute(12) == 1 && entry(3) == 1, "finished and cleanup succeed");
     }
 
-    VexHandler entryPoint;
-    VexFilterInstance record;
-    FilterInfo services;
     TestQzLib& qzlib = TestQzLib::instance();
 };

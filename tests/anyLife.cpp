@@ -63,7 +63,7 @@ class Life {
 
     void render() {
         Scene<Buffer> scene(draw_, 24);
-        scene.describe(instance_.record);
+        scene.describe(instance_);
         instance_.record.Params->mode = scene.mode;
         if (instance_.execute(11) == 1) scene.sample();
         require(scene.output == scene.expected, "a render is what the sampler gives");

@@ -39,7 +39,7 @@ std::uint32_t hashOfRender(QzLong filterIndex, QzLong sampling) {
                 .store({component(column + row), component(2 * column), component(60 - column),
                         component(7 * (column + row))});
     TestInstance instance(filterIndex);
-    describe(instance.record, input.record, output.record, source, region, sampling);
+    instance.describe(input.record, output.record, source, region, sampling);
     instance.render();
     std::uint64_t all = 14695981039346656037u;
     for (QzLong i = 0; i < 43 * 29; ++i) all = hash(all, output.at(1 + i % 43, i / 43));

@@ -1,15 +1,12 @@
 // The built module, loaded as any host loads it, and the services for parts of it linked in.
 
-#include <dlfcn.h>
-
-#include <stdexcept>
-
+#include "hosting/Module.h"
 #include "tests/TestHost.h"
 
 void* moduleSymbol(const char* name) {
-    static void* const module = dlopen(POLAR_MODULE, RTLD_NOW | RTLD_LOCAL);
-    void* const symbol = module != nullptr ? dlsym(module, name) : nullptr;
-    if (symbol == nullptr) throw std::runtime_error(dlerror());
+    static const hosting::Module module(POLAR_MODULE);
+    void* const symbol = module.symbol(name);
+    require(symbol != nullptr, name);
     return symbol;
 }
 

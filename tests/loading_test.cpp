@@ -3,10 +3,13 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <filesystem>
 #include <future>
-#include <string>
+#include <optional>
 
+#include "hosting/Module.h"
 #include "tests/TestHost.h"
 #include "tests/anyLife.h"
 
@@ -16,25 +19,21 @@ namespace {
 class ModuleCopy {
   public:
     explicit ModuleCopy(const std::string& name)
-        : file_(std::filesystem::path(testing::TempDir()) /
-                (name + std::to_string(getpid()) + ".dylib")) {
+        : file_(testing::TempDir() + name + std::to_string(getpid()) + ".dylib") {
         std::filesystem::copy_file(POLAR_MODULE, file_);
-        handle_ = dlopen(file_.c_str(), RTLD_NOW | RTLD_LOCAL);
-        require(handle_ != nullptr, "a copy loads");
+        module_.emplace(file_);
     }
     ~ModuleCopy() {
-        EXPECT_EQ(dlclose(handle_), 0);
+        module_.reset();
         EXPECT_EQ(dlopen(file_.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "still loaded";
         std::filesystem::remove(file_);
     }
-    ModuleCopy(const ModuleCopy&) = delete;
-    ModuleCopy& operator=(const ModuleCopy&) = delete;
 
-    VexHandler entry() const { return reinterpret_cast<VexHandler>(dlsym(handle_, "ENTRYPOINT1")); }
+    VexHandler entry() const { return module_->entry(); }
 
   private:
-    std::filesystem::path file_;
-    void* handle_;
+    std::string file_;
+    std::optional<hosting::Module> module_;
 };
 
 // Lives through `lives` lives in each of as many threads as there are entries, all at once.

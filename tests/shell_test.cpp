@@ -150,8 +150,8 @@ TEST(Tables, AreAskedForAndReturnedInOrder) {
         SCOPED_TRACE(&c - cases);
         TestBitmap<QzBufferRGBA8> input({0, 0, 8, 4}), output({0, 0, 11, 4});
         TestInstance instance(c.filterIndex);
-        describe(instance.record, input.record, output.record, {0, 0, c.sourceWidth, 4},
-                 {0, 0, c.regionWidth, c.regionHeight}, 0);
+        instance.describe(input.record, output.record, {0, 0, c.sourceWidth, 4},
+                          {0, 0, c.regionWidth, c.regionHeight}, 0);
         instance.prepare();
         auto& lib = instance.qzlib;
         lib.calls.clear();
