@@ -89,7 +89,7 @@ TEST(Shell, KeepsEnginesInTheHostsMemory) {
         QzBitmap bitmap{};
         bitmap.bitmapType = static_cast<unsigned char>(code);
         instance.record.OutputBitmap = &bitmap;
-        const bool known = code >= 1 && code <= 5;
+        const bool known = code >= 1 && code <= QzFormats::count;
         EXPECT_EQ(instance.execute(10), known ? 1 : 0);
         const VexFilterEngine* const engine = instance.record.Engine;
         EXPECT_EQ(engine != nullptr, known);
@@ -131,26 +131,27 @@ TEST(Tables, AreAskedForAndReturnedInOrder) {
         std::vector<std::size_t> returns;  // which request's block; of a failed one, null
     } cases[] = {
         {0, 8, 5, 2, {}, 1, {40, 40}, {1, 0}},
-        {0, 8, 5, 0, {}, 1, {40, 40}, {1, 0}},
         {0, 8, -1, 2, {}, 1, {0xFFFFFFF8, 0xFFFFFFF8}, {1, 0}},
         {0, 8, 5, 2, {0}, 0, {40, 40}, {0, 1}},
         {0, 8, 5, 2, {1}, 0, {40, 40}, {0, 1}},
         {0, 8, 5, 2, {0, 1}, 0, {40, 40}, {0, 1}},
         {0, 8, tooWide, 2, {}, 0, {}, {}},
+        {0, 8, tooWide, 0, {}, 1, {0, 0}, {1, 0}},  // nothing would be written
         {0, 8, tooWide - 1, 0, {}, 1, {0xFFFFFFF8, 0xFFFFFFF8}, {1, 0}},
         {1, 8, 5, 2, {}, 1, {64}, {0}},
         {1, 8, -2, 2, {}, 1, {64}, {0}},
         {1, 8, 11, 2, {}, 1, {88}, {0}},
         {1, 8, 5, 2, {0}, 0, {64}, {}},
         {1, tooWide, 5, 2, {}, 0, {}, {}},
-        {1, tooWide - 1, 5, 0, {}, 1, {0xFFFFFFF8}, {0}},
+        {1, tooWide + 1, 1, 2, {}, 1, {8}, {0}},  // what is written fits
+        {1, tooWide + 1, 2, 2, {}, 0, {}, {}},
         {1, 8, tooWide, 2, {}, 0, {}, {}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
         TestBitmap<QzBufferRGBA8> input({0, 0, 8, 4}), output({0, 0, 11, 4});
         TestInstance instance(c.filterIndex);
-        instance.describe(input.record, output.record, {0, 0, c.sourceWidth, 4},
+        instance.describe(input.record, output.record, {0, 0, c.sourceWidth, 0},
                           {0, 0, c.regionWidth, c.regionHeight}, 0);
         instance.prepare();
         auto& lib = instance.qzlib;
