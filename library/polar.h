@@ -33,7 +33,8 @@ enum {
     POLAR_BAD_FORMAT = 4,   /* an unknown format or kind of alpha, or two that differ */
     POLAR_BAD_OPTION = 5,   /* an option outside its range */
     POLAR_BAD_GEOMETRY = 6, /* a circle outside its range, or no numbers in it */
-    POLAR_OVERLAP = 7,      /* the images share memory, or rows of the output do */
+    POLAR_OVERLAP = 7,      /* what lies between an image's first and last byte is shared with the
+                               other's, or rows of the output share bytes */
     POLAR_OUT_OF_MEMORY = 8
 };
 
