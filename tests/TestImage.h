@@ -10,6 +10,10 @@ class TestImage {
     explicit TestImage(polar_image like, std::ptrdiff_t padding = 0, bool upwards = false,
                        bool atEnd = true)
         : image(like),
+          channels(like.format <= POLAR_RGBA_FLOAT   ? 4
+                   : like.format <= POLAR_GREY_FLOAT ? 1
+                                                     : 3),
+          componentBytes(polar_pixel_bytes(like.format) / channels),
           rowBytes(std::ptrdiff_t(polar_pixel_bytes(like.format)) * like.width),
           memory(std::size_t((rowBytes + padding) * (like.height - 1) + rowBytes), atEnd) {
         std::fill(memory.begin(), memory.end(), '\xA5');
@@ -42,10 +46,7 @@ class TestImage {
         for (int y = 0; y < image.height; ++y)
             for (std::ptrdiff_t i = 0; i < rowBytes; ++i)
                 row(y)[i] = static_cast<unsigned char>(noise[std::size_t(i)] + y * i);
-        const int format = image.format;
-        if (format != POLAR_RGBA_FLOAT && format != POLAR_GREY_FLOAT && format != POLAR_RGB_FLOAT)
-            return;
-        for (int y = 0; y < image.height; ++y)
+        for (int y = 0; y < image.height && componentBytes == sizeof(float); ++y)
             for (std::ptrdiff_t i = 0; i < rowBytes; i += 4) {
                 const float value = float(row(y)[i]) / 255;
                 std::memcpy(row(y) + i, &value, sizeof value);
@@ -53,6 +54,7 @@ class TestImage {
     }
 
     polar_image image;
-    const std::ptrdiff_t rowBytes;  // of the pixels alone
+    const std::size_t channels, componentBytes;  // 1 byte of what is packed
+    const std::ptrdiff_t rowBytes;               // of the pixels alone
     GuardedMemory memory;
 };

@@ -2,11 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <climits>
-#include <cmath>
 #include <functional>
-#include <limits>
 
 #include "render/Plan.h"
 #include "tests/TestImage.h"
@@ -39,13 +36,9 @@ TEST(Library, GivesTheCoresPixels) {
                     {tables.data(), tables.data() + 301}, polar::plainPath)
             .render(0, 500);
         for (const int threads : {1, 3}) {
-            polar_options options{};
-            options.direction = wraps ? POLAR_WRAP : POLAR_UNWRAP;
-            options.sampling = isNearest ? POLAR_NEAREST : POLAR_BILINEAR;
-            options.threads = threads;
-            options.source = &sourceRect;
-            options.whole = &part;
-            options.circle = isRing ? &ring : nullptr;
+            const polar_options options{0,  wraps,       isNearest, threads,
+                                        {}, &sourceRect, &part,     isRing ? &ring : nullptr,
+                                        {}, {}};
             ASSERT_EQ(polar_render(&input.image, &output.image, &options), POLAR_OK);
             EXPECT_EQ(output.pixels(), expected.pixels()) << i << " on " << threads;
         }
@@ -53,24 +46,17 @@ TEST(Library, GivesTheCoresPixels) {
 }
 
 template <class Component>
-std::vector<double> numbersOf(const TestImage& image, int y, double unit) {
-    std::vector<double> all;
-    for (auto* at = image.row(y); at < image.row(y) + image.rowBytes; at += sizeof(Component)) {
-        Component component;
-        std::memcpy(&component, at, sizeof component);
-        all.push_back(component / unit);
-    }
-    return all;
+double numberAt(const unsigned char* at, double unit) {
+    Component component;
+    std::memcpy(&component, at, sizeof component);
+    return component / unit;
 }
 
-// Components of a row as numbers from 0 to 1.
-std::vector<double> numbers(const TestImage& image, int y) {
-    const int format = image.image.format;
-    if (format == POLAR_GREY8 || format == POLAR_RGB8 || format == POLAR_RGBA8)
-        return numbersOf<unsigned char>(image, y, 255);
-    if (format == POLAR_GREY16 || format == POLAR_RGB16 || format == POLAR_RGBA16)
-        return numbersOf<std::uint16_t>(image, y, 65535);
-    return numbersOf<float>(image, y, 1);
+// A component of a row as a number from 0 to 1.
+double number(const TestImage& image, int y, std::size_t component) {
+    const auto* const at = image.row(y) + component * image.componentBytes;
+    if (image.componentBytes == 1) return *at / 255.0;
+    return image.componentBytes == 2 ? numberAt<std::uint16_t>(at, 65535) : numberAt<float>(at, 1);
 }
 
 // Pictures without alpha, or with one that says something else, against floats of straight alpha.
@@ -82,40 +68,37 @@ TEST(Library, ConvertsWhatIsNotStraight) {
                  {POLAR_RGB8, 0, 0.0061},  {POLAR_RGB16, 0, 3e-5},  {POLAR_RGB_FLOAT, 0, 1e-6},
                  {POLAR_RGBA8, 1, 0.0021}, {POLAR_RGBA16, 1, 1e-5}, {POLAR_RGBA_FLOAT, 1, 1e-5},
                  {POLAR_RGBA8, 2, 0.0061}, {POLAR_RGBA16, 2, 3e-5}, {POLAR_RGBA_FLOAT, 2, 1e-6}};
-    const std::array<float, 4> background{1, 0.5f, 0.25f, 1};
     const polar_rect part{5, 3, 80, 60};
+    polar_options options{0, POLAR_WRAP, 0, 0, {1, 0.5f, 0.25f}, &part, {}, {}, {}, {}};
     for (const auto& [format, alpha, tolerance] : cases) {
         SCOPED_TRACE(format * 10 + alpha);
         const bool isOpaque = alpha != POLAR_PREMULTIPLIED;
         TestImage input(format, 90, 70, alpha, 5, true), output(format, 90, 70, alpha, 2);
         TestImage straight(POLAR_RGBA_FLOAT, 90, 70), mixed(POLAR_RGBA_FLOAT, 90, 70);
         input.fill(unsigned(format));
-        const std::size_t channels = numbers(input, 0).size() / 90;
+        const std::size_t channels = input.channels;
         for (int y = 0; y < 70; ++y)
             for (std::size_t x = 0; x < 90; ++x) {
-                const auto in = numbers(input, y);
-                const double a = isOpaque ? 1 : in[4 * x + 3];
-                std::array<float, 4> pixel{0, 0, 0, float(a)};
+                const double a = isOpaque ? 1 : number(input, y, 4 * x + 3);
+                float pixel[] = {0, 0, 0, float(a)};
                 for (std::size_t k = 0; k < 3 && a > 0; ++k)
-                    pixel[k] = float(in[channels * x + (channels == 1 ? 0 : k)] / a);
-                std::memcpy(straight.row(y) + x * sizeof pixel, &pixel, sizeof pixel);
+                    pixel[k] = float(number(input, y, channels * x + k % channels) / a);
+                std::memcpy(straight.row(y) + x * sizeof pixel, pixel, sizeof pixel);
             }
-        polar_options options{};
-        options.direction = POLAR_WRAP;
-        options.source = &part;
-        std::copy_n(background.begin(), 3, options.background);
+        options.sampling = POLAR_BILINEAR;
         ASSERT_EQ(polar_render(&straight.image, &mixed.image, &options), POLAR_OK);
         ASSERT_EQ(polar_render(&input.image, &output.image, &options), POLAR_OK);
-        for (int y = 0; y < 70; ++y) {
-            const auto found = numbers(output, y), of = numbers(mixed, y);
-            for (std::size_t i = 0; i < found.size(); ++i) {
+        for (int y = 0; y < 70; ++y)
+            for (std::size_t i = 0; i < 90 * channels; ++i) {
                 const std::size_t k = i % channels, x = i / channels * 4;
-                const double colour = k == 3 ? 1 : of[x + k], a = of[x + 3];
-                const double wanted = colour * a + (isOpaque ? background[k] * (1 - a) : 0);
+                const double colour = k == 3 ? 1 : number(mixed, y, x + k);
+                const double a = number(mixed, y, x + 3);
+                const double behind = isOpaque && k < 3 ? options.background[k] : isOpaque;
+                const double wanted = colour * a + behind * (1 - a);
                 const bool clamps = format != POLAR_RGBA_FLOAT;
-                ASSERT_NEAR(found[i], clamps ? std::min(wanted, 1.0) : wanted, tolerance) << y;
+                const double found = number(output, y, i);
+                ASSERT_NEAR(found, clamps ? std::min(wanted, 1.0) : wanted, tolerance) << y;
             }
-        }
         if (isOpaque) continue;
         // A pixel that is copied stays as it is.
         options.sampling = POLAR_NEAREST;
@@ -132,7 +115,7 @@ TEST(Library, WrongInputGivesItsStatusAndTouchesNothing) {
         polar_image input, output;
         polar_options options;
         polar_circle circle;
-        polar_rect rect;
+        polar_rect source, whole;
     };
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const std::pair<int, std::function<void(Arguments&)>> cases[] = {
@@ -151,14 +134,8 @@ TEST(Library, WrongInputGivesItsStatusAndTouchesNothing) {
         {POLAR_BAD_OPTION, [](Arguments& a) { a.options.sampling = -1; }},
         {POLAR_BAD_OPTION, [](Arguments& a) { a.options.threads = -1; }},
         {POLAR_BAD_OPTION, [=](Arguments& a) { a.options.background[1] = float(nan); }},
-        {POLAR_BAD_OPTION,
-         [](Arguments& a) {
-             a.options.source = &(a.rect = {0, 0, 5, 0});
-         }},
-        {POLAR_BAD_OPTION,
-         [](Arguments& a) {
-             a.options.whole = &(a.rect = {1, 0, INT_MAX, 1});
-         }},
+        {POLAR_BAD_OPTION, [](Arguments& a) { a.source.height = 0; }},
+        {POLAR_BAD_OPTION, [](Arguments& a) { a.whole.width = INT_MAX; }},
         {POLAR_BAD_GEOMETRY, [=](Arguments& a) { a.circle.center_x = nan; }},
         {POLAR_BAD_GEOMETRY, [](Arguments& a) { a.circle.radius_y = 0; }},
         {POLAR_BAD_GEOMETRY, [](Arguments& a) { a.circle.inner = 1; }},
@@ -171,8 +148,9 @@ TEST(Library, WrongInputGivesItsStatusAndTouchesNothing) {
     for (const auto& [status, spoil] : cases) {
         SCOPED_TRACE(&status - &cases[0].first);
         TestImage input(POLAR_RGBA8, 8, 8), output(POLAR_RGBA8, 8, 8);
-        Arguments a{input.image, output.image, {}, {4, 4, 4, 4, 0, 0, 0, 0}, {}};
-        a.options.circle = &a.circle;
+        Arguments a{input.image,  output.image, {}, {4, 4, 4, 4, 0, 0, 0, 0},
+                    {0, 0, 5, 5}, {1, 0, 8, 8}};
+        a.options = {0, 0, 0, 0, {}, &a.source, &a.whole, &a.circle, nullptr, nullptr};
         spoil(a);
         EXPECT_EQ(polar_render(&a.input, &a.output, &a.options), status);
         EXPECT_TRUE(output.isUntouched());

@@ -7,8 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cfenv>
-#include <cmath>
-#include <random>
 
 #include "tests/Scene.h"
 
@@ -34,18 +32,19 @@ namespace {
 
 using polar::Circle, polar::Geometry, polar::InstructionSet, polar::Mapping, polar::Plan;
 
-polar::Image imageOf(const QzBitmap& bitmap, std::size_t pixelBytes) {
-    return {bitmap.pixels, bitmap.rowLength * std::int64_t(pixelBytes)};
+template <class Buffer>
+polar::Image imageOf(const TestBitmap<Buffer>& bitmap) {
+    const std::int64_t pixelBytes = sizeof(typename Buffer::Pixel);
+    return {bitmap.record.pixels, bitmap.record.rowLength * pixelBytes};
 }
 
 // A plan with its tables.
 template <class Buffer>
 struct TestPlan {
-    TestPlan(const Geometry& geometry, TestBitmap<Buffer>& input, TestBitmap<Buffer>& output,
-             QzLong sampling, const InstructionSet& set)
+    TestPlan(const Geometry& geometry, const TestBitmap<Buffer>& input,
+             const TestBitmap<Buffer>& output, QzLong sampling, const InstructionSet& set)
         : doubles(geometry.isEmpty() ? 0 : 2 * std::size_t(geometry.region.width)),
-          plan(Buffer::bitmapType, geometry, imageOf(input.record, sizeof(typename Buffer::Pixel)),
-               imageOf(output.record, sizeof(typename Buffer::Pixel)),
+          plan(Buffer::bitmapType, geometry, imageOf(input), imageOf(output),
                sampling == 1 ? polar::Sampling::nearest : polar::Sampling::bilinear,
                {doubles.data(), doubles.data() + doubles.size() / 2}, set) {}
 
@@ -79,12 +78,11 @@ const std::vector<const InstructionSet*> batched(sets.begin() + 1, sets.end());
 template <class Buffer>
 void renderInBands(Draw& draw, const TestPlan<Buffer>& test, QzLong rows) {
     const bool inBands = test.plan.rowsIndependent() && !test.doubles.empty();
-    if (!inBands) test.plan.render(0, rows);
-    for (QzLong end = inBands ? rows : 0; end > 0;) {
-        const QzLong first = std::max<QzLong>(0, end - 1 - draw.upTo(80));
-        test.plan.render(first, end - first);
-        end = first;
-    }
+    do {
+        const QzLong first = inBands ? std::max<QzLong>(0, rows - 1 - draw.upTo(80)) : 0;
+        test.plan.render(first, rows - first);
+        rows = first;
+    } while (rows > 0);
 }
 
 // Calls `work` with another rounding, traps and a flag raised, all of which must be so afterwards.
@@ -117,8 +115,8 @@ std::int64_t compareRectangles(unsigned seed) {
         inEnvironment(directions[seed / QzFormats::count % 4], [&] {
             const auto geometry = polar::fromRectangles(
                 scene.mode == 0 ? Mapping::unwrap : Mapping::wrap, scene.source, scene.region);
-            TestPlan<Buffer> test(geometry, scene.inPlace ? scene.output : scene.input,
-                                  scene.output, scene.sampling, *set);
+            const auto& input = scene.inPlace ? scene.output : scene.input;
+            TestPlan test(geometry, input, scene.output, scene.sampling, *set);
             renderInBands(draw, test, scene.region.height);
         });
         EXPECT_EQ(scene.output, scene.expected)
@@ -133,22 +131,19 @@ std::int64_t compareCircles(unsigned seed) {
     const auto bytes = randomBytes(seed, 200);
     Draw draw(bytes);
     Scene<Buffer> scene(draw, 130);
-    if (scene.image.width <= 0 || scene.image.height <= 0) return 0;
+    const QzRect& from = scene.image;
+    if (from.width <= 0 || from.height <= 0) return 0;
     const QzRect place{0, 0, 1 + draw.upTo(200), 1 + draw.upTo(200)};
-    const Geometry geometry = polar::around({draw.of({Mapping::unwrap, Mapping::wrap}),
-                                             anyCircle(draw, 130),
-                                             scene.image,
-                                             scene.image,
-                                             {scene.image.width, scene.image.height},
-                                             draw.upTo(9) - 4,
-                                             draw.upTo(9) - 4,
-                                             place});
-    TestBitmap<Buffer> whole(place), output(place);
+    const auto mapping = draw.of({Mapping::unwrap, Mapping::wrap});
+    const Circle circle = anyCircle(draw, 130);
+    const QzLong x = draw.upTo(9) - 4, y = draw.upTo(9) - 4;
+    const Geometry geometry =
+        polar::around({mapping, circle, from, from, {from.width, from.height}, x, y, place});
+    const TestBitmap<Buffer> whole(place), output(place);
+    TestPlan(geometry, scene.input, whole, scene.sampling, polar::plainPath)
+        .plan.render(0, place.height);
     for (const InstructionSet* const set : sets) {
-        TestPlan<Buffer> test(geometry, scene.input, output, scene.sampling, *set);
-        if (set == sets.front())
-            TestPlan<Buffer>(geometry, scene.input, whole, scene.sampling, *set)
-                .plan.render(0, place.height);
+        TestPlan test(geometry, scene.input, output, scene.sampling, *set);
         renderInBands(draw, test, place.height);
         EXPECT_EQ(output, whole) << set->name << " format " << Buffer::name << " seed " << seed;
         std::fill(output.memory.begin(), output.memory.end(), '\xA5');
@@ -185,7 +180,7 @@ TEST(Plan, LeavesTiesToTheLibrarysArctangent) {
             const QzRect all{0, 0, size, size}, diagonal{20, 20, 8, 8};
             TestBitmap<QzBufferRGBA8> input(all), output(diagonal);
             const auto geometry = polar::fromRectangles(Mapping::wrap, all, diagonal);
-            TestPlan<QzBufferRGBA8> test(geometry, input, output, sampling, *set);
+            const TestPlan test(geometry, input, output, sampling, *set);
             EXPECT_EQ(test.plan.render(0, diagonal.height), diagonal.width) << size;
         }
 }
@@ -204,7 +199,7 @@ TEST(Plan, KeepsToTheSideOfTheCut) {
         arctangentShift = i & 32 ? 0.99 : -0.99;
         for (const InstructionSet* const set : sets) {
             auto& to = set == sets.front() ? whole : output;
-            TestPlan<QzBufferRGBAFloat>(geometry, input, to, i / 96, *set).plan.render(0, 101);
+            TestPlan(geometry, input, to, i / 96, *set).plan.render(0, 101);
             EXPECT_TRUE(set == sets.front() || output == whole) << set->name << " " << i;
         }
     }
@@ -250,8 +245,7 @@ TEST(Plan, CirclesLieWhereTheySay) {
             for (QzLong i = 0; i < from.width * from.height; ++i)
                 input.at(i, 0).store({float(i % from.width), float(i / from.width), 0, 1});
             const auto geometry = polar::around({mapping, circle, from, from, {40, 16}, 0, 0, to});
-            TestPlan<QzBufferRGBAFloat>(geometry, input, output, 0, polar::plainPath)
-                .plan.render(0, to.height);
+            TestPlan(geometry, input, output, 0, polar::plainPath).plan.render(0, to.height);
             int opaque = 0;
             for (QzLong i = 0; i < to.width * to.height; ++i) {
                 const auto found = output.at(i, 0).load();
@@ -277,14 +271,9 @@ TEST(Plan, NothingShowsOutsideARing) {
     for (int height = 1; height < 60; ++height)
         for (double inner = 0; inner < 0.99; inner += 1 / 97.0) {
             const QzRect flat{3, 5, 9, height};
-            const Geometry geometry = polar::around({Mapping::wrap,
-                                                     {{50, 50}, {50, 50}, inner},
-                                                     flat,
-                                                     flat,
-                                                     {9, height},
-                                                     0,
-                                                     0,
-                                                     {0, 0, 9, 9}});
+            const Circle ring{{50, 50}, {50, 50}, inner};
+            const Geometry geometry =
+                polar::around({Mapping::wrap, ring, flat, flat, {9, height}, 0, 0, flat});
             ASSERT_GE(geometry.scaleY + geometry.originY, 5 + height) << inner;
         }
 }
