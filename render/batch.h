@@ -497,6 +497,7 @@ class Renderer {
             columns.load(job_, i, left + std::min(i, width - 1), offset);
             if (i < width) offset += job_.geometry.columns.step;
         }
+        // NOLINTNEXTLINE(performance-no-int-to-ptr)
         unsigned char* out = reinterpret_cast<unsigned char*>(
             reinterpret_cast<std::uintptr_t>(job_.output.pixels) +
             static_cast<std::uintptr_t>((region.y + top) * job_.output.rowBytes +
