@@ -12,7 +12,7 @@
 inline std::vector<unsigned char> randomBytes(unsigned seed, std::size_t count) {
     std::mt19937 random(seed);
     std::vector<unsigned char> bytes(count);
-    for (unsigned char& byte : bytes) byte = static_cast<unsigned char>(random());
+    for (auto& byte : bytes) byte = static_cast<unsigned char>(random());
     return bytes;
 }
 
@@ -178,14 +178,13 @@ struct Scene : Request {
         const double largest = isFloat ? 1.0 : Pixel::maxValue;
         std::minstd_rand random(seed);
         const auto upTo = [&](unsigned end) { return static_cast<unsigned>(random() % end); };
-        // Of NaNs that meet, the compiler says which one goes on; so all of them are the one that
-        // the processor makes.
+        // Of NaNs that meet, the compiler says which one goes on; so all are the processor's own.
         const volatile float zero = 0.0f;
         const float special[] = {-0.0f, -1.5f, 1e38f, 1e-45f, INFINITY, zero * INFINITY};
         const auto component = [&] {
-            if (isFloat && colours == 4 && upTo(20) == 0) return double{special[upTo(6)]};
+            if (isFloat && colours == 4 && upTo(20) == 0) return Component(special[upTo(6)]);
             const double parts[] = {1.0 * upTo(2), 0.0 - 0.0 * upTo(2), upTo(65536) / 65535.0};
-            return largest * parts[std::min<QzLong>(colours, 2)];
+            return Component(largest * parts[std::min<QzLong>(colours, 2)]);
         };
         const std::int64_t eighth = (source.width - std::int64_t{1}) / 8;
         const std::int64_t edge = eighth * (1 + 2 * upTo(4)) + upTo(2);
@@ -195,10 +194,9 @@ struct Scene : Request {
             const bool isBeside = (pixel++ % (source.width + padding) < edge) == isLeft;
             const double alphas[] = {
                 upTo(8) ? largest : 0.0, isFloat ? upTo(3) - 1.0 : upTo(2) * largest,
-                upTo(2) ? largest : 1.0, isBeside ? largest : 0.0, component()};
+                upTo(2) ? largest : 1.0, isBeside ? largest : 0.0, double(component())};
             reinterpret_cast<Pixel*>(at)->store(
-                {static_cast<Component>(component()), static_cast<Component>(component()),
-                 static_cast<Component>(component()), static_cast<Component>(alphas[colours])});
+                {component(), component(), component(), Component(alphas[colours])});
         }
     }
 

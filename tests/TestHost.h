@@ -4,9 +4,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "host/Parameters.h"
 #include "hosting/Instance.h"
@@ -100,12 +97,6 @@ struct TestInstance : hosting::Instance {
 
     // Setup and prepare, of a render that is described.
     void prepare() { require(entry(2) == 1 && execute(10) == 1, "setup and prepare succeed"); }
-    // All of a life with one apply, which must succeed.
-    void render() {
-        prepare();
-        require(execute(11) == 1, "apply succeeds");
-        require(execute(12) == 1 && entry(3) == 1, "finished and cleanup succeed");
-    }
 
     TestQzLib& qzlib = TestQzLib::instance();
 };

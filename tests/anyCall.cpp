@@ -17,10 +17,14 @@ double anyNumber(Draw& draw) {
     return draw.of({some, some, some, some, some, 0.25, 1.0, 0.0, -some, 1e-30, 1e300,
                     std::numeric_limits<double>::quiet_NaN()});
 }
-std::int32_t anyWord(Draw& draw) { return static_cast<std::int32_t>(draw.word()); }
+polar_rect anyRect(Draw& draw) { return {draw.word(), draw.word(), draw.word(), draw.word()}; }
 
-polar_rect anyRect(Draw& draw) {
-    return {anyWord(draw), anyWord(draw), anyWord(draw), anyWord(draw)};
+polar_circle anyCircle(Draw& draw) {
+    const double x = anyNumber(draw), y = anyNumber(draw);
+    const double across = anyNumber(draw), up = anyNumber(draw);
+    const double inner = draw.of({0.0, 0.3, anyNumber(draw)}), start = anyNumber(draw);
+    const double turns = draw.of({0.0, 0.5, anyNumber(draw)});
+    return {x, y, across, up, inner, start, turns, std::int32_t(draw.upTo(2))};
 }
 
 }  // namespace
@@ -36,14 +40,7 @@ void anyCall(std::span<const unsigned char> bytes) {
     const TestImage output = anyLayout(draw, like), other = anyLayout(draw, like);
     input.fill(static_cast<unsigned>(draw.byte()));
     polar_rect source = anyRect(draw), whole = anyRect(draw);
-    polar_circle circle{anyNumber(draw),
-                        anyNumber(draw),
-                        anyNumber(draw),
-                        anyNumber(draw),
-                        draw.of({0.0, 0.3, anyNumber(draw)}),
-                        anyNumber(draw),
-                        draw.of({0.0, 0.5, anyNumber(draw)}),
-                        std::int32_t(draw.upTo(2))};
+    polar_circle circle = anyCircle(draw);
     polar_options options{};
     options.direction = std::int32_t(draw.upTo(2));
     options.sampling = std::int32_t(draw.upTo(2));

@@ -1,7 +1,5 @@
 #include "tests/anyLife.h"
 
-#include <algorithm>
-
 #include "tests/Scene.h"
 
 namespace {

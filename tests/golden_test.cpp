@@ -12,11 +12,10 @@ namespace {
 template <class Pixel>
 std::uint64_t hash(std::uint64_t before, const Pixel& pixel) {
     const auto [r, g, b, a] = pixel.load();
-    for (const auto component : {r, g, b, a})
-        if constexpr (std::is_same_v<decltype(component), const float>)
-            before = (before ^ std::bit_cast<std::uint32_t>(component)) * 1099511628211u;
-        else
-            before = (before ^ component) * 1099511628211u;
+    for (const auto component : {r, g, b, a}) {
+        using Bits = std::conditional_t<sizeof component == 4, std::uint32_t, decltype(r)>;
+        before = (before ^ std::bit_cast<Bits>(component)) * 1099511628211u;
+    }
     return before;
 }
 
@@ -34,13 +33,16 @@ std::uint32_t hashOfRender(QzLong filterIndex, QzLong sampling) {
     const QzRect source{3, 2, 37, 23}, region{1, 0, 43, 29};
     TestBitmap<Buffer> input(source, 2), output(region, 1);
     for (QzLong row = 2; row < 25; ++row)
-        for (QzLong column = 3; column < 40; ++column)
+        for (QzLong column = 3; column < 40; ++column) {
+            const QzLong sum = column + row;
             input.at(column, row)
-                .store({component(column + row), component(2 * column), component(60 - column),
-                        component(7 * (column + row))});
+                .store({component(sum), component(2 * column), component(60 - column),
+                        component(7 * sum)});
+        }
     TestInstance instance(filterIndex);
     instance.describe(input.record, output.record, source, region, sampling);
-    instance.render();
+    instance.prepare();
+    EXPECT_EQ(instance.execute(11), 1);
     std::uint64_t all = 14695981039346656037u;
     for (QzLong i = 0; i < 43 * 29; ++i) all = hash(all, output.at(1 + i % 43, i / 43));
     return static_cast<std::uint32_t>(all ^ all >> 32);

@@ -113,9 +113,9 @@ TEST(Library, ConvertsWhatIsNotStraight) {
 TEST(Library, WrongInputGivesItsStatusAndTouchesNothing) {
     struct Arguments {
         polar_image input, output;
-        polar_options options;
-        polar_circle circle;
-        polar_rect source, whole;
+        polar_rect source{0, 0, 5, 5}, whole{1, 0, 8, 8};
+        polar_circle circle{4, 4, 4, 4, 0, 0, 0, 0};
+        polar_options options{0, 0, 0, 0, {}, &source, &whole, &circle, nullptr, nullptr};
     };
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const std::pair<int, std::function<void(Arguments&)>> cases[] = {
@@ -148,9 +148,7 @@ TEST(Library, WrongInputGivesItsStatusAndTouchesNothing) {
     for (const auto& [status, spoil] : cases) {
         SCOPED_TRACE(&status - &cases[0].first);
         TestImage input(POLAR_RGBA8, 8, 8), output(POLAR_RGBA8, 8, 8);
-        Arguments a{input.image,  output.image, {}, {4, 4, 4, 4, 0, 0, 0, 0},
-                    {0, 0, 5, 5}, {1, 0, 8, 8}};
-        a.options = {0, 0, 0, 0, {}, &a.source, &a.whole, &a.circle, nullptr, nullptr};
+        Arguments a{input.image, output.image};
         spoil(a);
         EXPECT_EQ(polar_render(&a.input, &a.output, &a.options), status);
         EXPECT_TRUE(output.isUntouched());
