@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 
 #include "host/Parameters.h"
 #include "hosting/Instance.h"
@@ -36,16 +37,12 @@ std::vector<unsigned char> bytesOf(const Record& record) {
 class GuardedMemory {
   public:
     explicit GuardedMemory(std::size_t bytes, bool atEnd);
-    ~GuardedMemory();
-    GuardedMemory(const GuardedMemory&) = delete;
-    GuardedMemory& operator=(const GuardedMemory&) = delete;
-
     unsigned char* begin() const { return begin_; }
     unsigned char* end() const { return begin_ + bytes_; }
 
   private:
-    std::size_t bytes_, mapped_;
-    unsigned char* map_;
+    std::size_t bytes_;
+    std::unique_ptr<void, std::function<void(void*)>> map_;
     unsigned char* begin_;
 };
 

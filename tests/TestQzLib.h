@@ -1,9 +1,9 @@
 // A support library for tests: keeps a log, fails and throws on demand.
 #pragma once
 
+#include <bitset>
 #include <map>
 #include <memory>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -25,10 +25,12 @@ struct TestQzLib {
 
     // Numbered from 0 in the order they come, requests and returns together.
     std::vector<Call> calls;
-    std::set<std::size_t> failing;
-    std::set<std::size_t> throwing;
+    std::bitset<64> failing;
+    std::size_t throwing = SIZE_MAX;
     std::map<const void*, std::unique_ptr<unsigned char[]>> held;  // blocks not given back
 
     // Each thread has its own.
     static TestQzLib& instance();
+    // Returns whether the call is to succeed.
+    bool log(Call call);
 };

@@ -13,7 +13,7 @@ class Life {
     void live() {
         while (draw_.left()) {
             qzlib_.calls.clear();
-            qzlib_.failing = someCalls();
+            qzlib_.failing = static_cast<unsigned>(draw_.byte() & draw_.byte());
             request(draw_.upTo(8));
         }
         cleanUp();
@@ -21,15 +21,6 @@ class Life {
     }
 
   private:
-    // Some of the coming calls of the support library.
-    std::set<std::size_t> someCalls() {
-        std::set<std::size_t> some;
-        const QzLong bits = draw_.byte() & draw_.byte();
-        for (std::size_t call = 0; call < 8; ++call)
-            if (bits >> call & 1) some.insert(call);
-        return some;
-    }
-
     void request(QzLong choice) {
         if (choice == 0) return require(instance_.entry(1) == 1, "info answers 1");
         if (choice == 1) return cleanUp();
@@ -90,10 +81,4 @@ void anyLife(std::span<const unsigned char> bytes, VexHandler entryPoint) {
     Draw draw(bytes);
     visitFormat(static_cast<unsigned>(1 + draw.upTo(QzFormats::count)),
                 [&]<class Buffer>() { Life<Buffer>(draw, entryPoint).live(); });
-}
-
-void anyLife(unsigned seed, unsigned code, VexHandler entryPoint) {
-    auto bytes = randomBytes(seed, 160);
-    bytes.front() = static_cast<unsigned char>(code - 1);
-    anyLife(bytes, entryPoint);
 }

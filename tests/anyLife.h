@@ -10,6 +10,3 @@
 // bitmap, every render must give what the sampler gives at each position, and all memory must come
 // back. Throws std::logic_error otherwise. Any number of threads may do so at once.
 void anyLife(std::span<const unsigned char> bytes, VexHandler entryPoint);
-
-// The same, of bytes made from `seed`, in format `code`.
-void anyLife(unsigned seed, unsigned code, VexHandler entryPoint);

@@ -5,16 +5,8 @@
 
 #include "host/VexFilterInstance.h"
 
-namespace {
-
-QzLong answer(VexFilterInstance*, QzULong selector) {
+extern "C" QzLong ENTRYPOINT1(VexFilterInstance* instance, QzULong selector) {
+    instance->ExecuteHandler = ENTRYPOINT1;
     const char* const failing = std::getenv("FAILING_SELECTOR");
     return failing != nullptr && std::strtoul(failing, nullptr, 10) == selector ? 0 : 1;
-}
-
-}  // namespace
-
-extern "C" QzLong ENTRYPOINT1(VexFilterInstance* instance, QzULong selector) {
-    instance->ExecuteHandler = answer;
-    return answer(instance, selector);
 }

@@ -2,7 +2,6 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <filesystem>
@@ -10,7 +9,7 @@
 #include <optional>
 
 #include "hosting/Module.h"
-#include "tests/TestHost.h"
+#include "tests/Scene.h"
 #include "tests/anyLife.h"
 
 namespace {
@@ -36,37 +35,36 @@ class ModuleCopy {
     std::optional<hosting::Module> module_;
 };
 
-// Lives through `lives` lives in each of as many threads as there are entries, all at once.
-void liveAtOnce(const std::vector<VexHandler>& entries, unsigned lives, bool sameFormat) {
+// Lives through `lives` lives in each of as many threads as there are entries, all at once: through
+// the same ones, or `apart` further in each thread than in the one before.
+void liveAtOnce(const std::vector<VexHandler>& entries, unsigned lives, unsigned apart) {
     std::vector<std::future<void>> threads;
-    for (unsigned thread = 0; thread < entries.size(); ++thread)
-        threads.push_back(std::async(std::launch::async, [=, entry = entries[thread]] {
+    for (const VexHandler entry : entries)
+        threads.push_back(std::async(std::launch::async, [=, first = threads.size() * apart] {
             for (unsigned life = 0; life < lives; ++life)
-                anyLife(thread * lives + life,
-                        1 + (sameFormat ? life : life + thread) % QzFormats::count, entry);
+                anyLife(randomBytes(unsigned(first) + life, 160), entry);
         }));
     for (auto& thread : threads) EXPECT_NO_THROW(thread.get());
 }
 
 TEST(Lives, RenderWhatTheSamplerGivesForAnyRecord) {
+    const auto entry = exported<VexHandler>("ENTRYPOINT1");
     for (unsigned life = 0; life < 2000; ++life)
-        ASSERT_NO_THROW(
-            anyLife(life, 1 + life % QzFormats::count, exported<VexHandler>("ENTRYPOINT1")))
-            << life;
+        ASSERT_NO_THROW(anyLife(randomBytes(life, 160), entry)) << life;
 }
 
 TEST(Loading, ThreadsRenderAtOnceAsAlone) {
     const ModuleCopy module("threads");  // whose transparent pixels nobody has used yet
     const std::vector<VexHandler> eight(8, module.entry());
-    liveAtOnce(eight, 50, true);
-    liveAtOnce(eight, 50, false);
+    liveAtOnce(eight, 50, 0);
+    liveAtOnce(eight, 50, 50);
 }
 
 TEST(Loading, TwoCopiesComeAndGoAHundredTimes) {
     for (int time = 0; time < 100; ++time) {
         const ModuleCopy one("one"), other("other");
         ASSERT_NE(one.entry(), other.entry());
-        liveAtOnce({one.entry(), other.entry()}, 3, false);
+        liveAtOnce({one.entry(), other.entry()}, 3, 3);
     }
 }
 
