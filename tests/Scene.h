@@ -85,18 +85,16 @@ struct Request {
         region = source;
         const QzLong choice = draw.upTo(4);
         if (choice == 0) region = draw.rectangle(size);
+        const auto beside = [&](QzLong at) { return difference(at, size / 2 - draw.upTo(size)); };
         if (choice == 1)
-            region = {difference(source.x, size / 2 - draw.upTo(size)),
-                      difference(source.y, size / 2 - draw.upTo(size)), draw.side(size),
-                      draw.side(size)};
+            region = {beside(source.x), beside(source.y), draw.side(size), draw.side(size)};
         if (inPlace) region = image;
     }
 
     QzULong mode;
     QzLong sampling, padding, colours;
     bool atEnd, inPlace;
-    QzRect source, region;
-    QzRect image;  // the pixels of the input that count
+    QzRect source, region, image;  // the image: the pixels of the input that count
 };
 
 // The position that a render samples, written down once more and plainly: `u` and `v` are the
@@ -134,19 +132,11 @@ struct Scene : Request {
         reset();
     }
 
-    void describe(hosting::Instance& instance) {
-        instance.describe(inPlace ? output.record : input.record, output.record, source, region,
-                          sampling);
-    }
-
     // Puts the output back to what it is before a render.
     void reset() {
-        if (inPlace)
-            std::copy(input.memory.begin(), input.memory.end(), output.memory.begin());
-        else
-            std::fill(output.memory.begin(), output.memory.end(), '\xA5');
-        if (!isSampled_)
-            std::copy(output.memory.begin(), output.memory.end(), expected.memory.begin());
+        std::fill(output.memory.begin(), output.memory.end(), '\xA5');
+        if (inPlace) std::ranges::copy(input.memory, output.memory.begin());
+        if (!isSampled_) std::ranges::copy(output.memory, expected.memory.begin());
     }
 
     // Expects what the sampler gives at each position, rather than an untouched output.
@@ -154,14 +144,14 @@ struct Scene : Request {
         isSampled_ = true;
         if (region.width <= 0 || region.height <= 0) return;
         const double iw = 1.0 / source.width, ih = 1.0 / source.height;
+        const Buffer from(inPlace ? expected.record : input.record);
         double v = ih * difference(region.y, source.y);
         for (std::int64_t j = 0; j < region.height; ++j, v += ih) {
             double u = iw * difference(region.x, source.x), dx = u - 0.5;
             for (std::int64_t i = 0; i < region.width; ++i, u += iw, dx += iw) {
                 const auto [x, y] = sourcePosition(*this, u, dx, v);
-                get_bilinear_color_trans_T(x, y, Buffer(inPlace ? expected.record : input.record),
-                                           source, &expected.at(region.x + i, region.y + j),
-                                           sampling != 1);
+                auto* const out = &expected.at(region.x + i, region.y + j);
+                get_bilinear_color_trans_T(x, y, from, source, out, sampling != 1);
             }
         }
     }

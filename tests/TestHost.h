@@ -64,14 +64,10 @@ struct TestBitmap {
         const std::int64_t lowest = pitch < 0 ? (std::int64_t{1} - place.height) * pitch : 0;
         const std::int64_t before = std::int64_t{place.y} * pitch + place.x - lowest;
         record.rowLength = pitch;
-        record.pixels =
-            reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(memory.begin()) -
-                                    static_cast<std::uintptr_t>(before) * sizeof(Pixel));
+        const auto start = reinterpret_cast<std::uintptr_t>(memory.begin());
+        record.pixels = reinterpret_cast<void*>(start - std::uintptr_t(before) * sizeof(Pixel));
     }
-    Pixel& at(std::int64_t column, std::int64_t row) {
-        const Buffer view(record);
-        return *view.at(column, row);
-    }
+    Pixel& at(std::int64_t column, std::int64_t row) { return *Buffer(record).at(column, row); }
     bool operator==(const TestBitmap& other) const {
         return std::equal(memory.begin(), memory.end(), other.memory.begin(), other.memory.end());
     }
@@ -82,8 +78,8 @@ struct TestBitmap {
   private:
     static std::size_t bytes(const QzRect& place, QzLong padding) {
         if (place.width <= 0 || place.height <= 0) return 0;
-        return sizeof(Pixel) *
-               static_cast<std::size_t>((place.width + padding) * (place.height - 1) + place.width);
+        const QzLong pixels = (place.width + padding) * (place.height - 1) + place.width;
+        return sizeof(Pixel) * std::size_t(pixels);
     }
 };
 

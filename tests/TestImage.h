@@ -10,9 +10,9 @@ class TestImage {
     explicit TestImage(polar_image like, std::ptrdiff_t padding = 0, bool upwards = false,
                        bool atEnd = true)
         : image(like),
-          channels(like.format <= POLAR_RGBA_FLOAT   ? 4
-                   : like.format <= POLAR_GREY_FLOAT ? 1
-                                                     : 3),
+          channels(like.format < POLAR_GREY8  ? 4
+                   : like.format < POLAR_RGB8 ? 1
+                                              : 3),
           componentBytes(polar_pixel_bytes(like.format) / channels),
           rowBytes(std::ptrdiff_t(polar_pixel_bytes(like.format)) * like.width),
           memory(std::size_t((rowBytes + padding) * (like.height - 1) + rowBytes), atEnd) {
@@ -43,14 +43,14 @@ class TestImage {
     // Floats become 0 to 1, others any bits.
     void fill(unsigned seed) {
         const auto noise = randomBytes(seed, std::size_t(rowBytes));
-        for (int y = 0; y < image.height; ++y)
+        for (int y = 0; y < image.height; ++y) {
             for (std::ptrdiff_t i = 0; i < rowBytes; ++i)
                 row(y)[i] = static_cast<unsigned char>(noise[std::size_t(i)] + y * i);
-        for (int y = 0; y < image.height && componentBytes == sizeof(float); ++y)
-            for (std::ptrdiff_t i = 0; i < rowBytes; i += 4) {
+            for (std::ptrdiff_t i = 0; i < rowBytes && componentBytes == sizeof(float); i += 4) {
                 const float value = float(row(y)[i]) / 255;
                 std::memcpy(row(y) + i, &value, sizeof value);
             }
+        }
     }
 
     polar_image image;

@@ -13,7 +13,7 @@ bool TestQzLib::log(Call call) {
     const bool succeeds = !failing.test(number);
     if (!succeeds) call.block = nullptr;
     calls.push_back(call);
-    if (number == throwing) throw Fault(call.function);
+    if (number == throwing) throw std::runtime_error(call.function);
     return succeeds;
 }
 

@@ -19,10 +19,6 @@ struct TestQzLib {
 
         bool operator==(const Call&) const = default;
     };
-    struct Fault : std::runtime_error {
-        using std::runtime_error::runtime_error;
-    };
-
     // Numbered from 0 in the order they come, requests and returns together.
     std::vector<Call> calls;
     std::bitset<64> failing;
@@ -31,6 +27,6 @@ struct TestQzLib {
 
     // Each thread has its own.
     static TestQzLib& instance();
-    // Returns whether the call is to succeed.
+    // Returns whether the call is to succeed, or throws a std::runtime_error with its function.
     bool log(Call call);
 };

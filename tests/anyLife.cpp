@@ -52,7 +52,8 @@ class Life {
 
     void render() {
         Scene<Buffer> scene(draw_, 24);
-        scene.describe(instance_);
+        instance_.describe(scene.inPlace ? scene.output.record : scene.input.record,
+                           scene.output.record, scene.source, scene.region, scene.sampling);
         instance_.record.Params->mode = scene.mode;
         if (instance_.execute(11) == 1) scene.sample();
         require(scene.output == scene.expected, "a render is what the sampler gives");

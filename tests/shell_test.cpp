@@ -77,7 +77,7 @@ TEST(Shell, FailedSetupLeavesTheHandlers) {
     EXPECT_EQ(instance.qzlib.calls, (Calls{{"AllocMemQz", nullptr, 4}, {"FreeMemQz", nullptr}}));
     // What Service16 throws reaches the host.
     instance.qzlib.throwing = 3;
-    EXPECT_THROW(instance.entry(2), TestQzLib::Fault);
+    EXPECT_THROW(instance.entry(2), std::runtime_error);
 }
 
 TEST(Shell, KeepsEnginesInTheHostsMemory) {
@@ -90,14 +90,13 @@ TEST(Shell, KeepsEnginesInTheHostsMemory) {
         bitmap.bitmapType = static_cast<unsigned char>(code);
         instance.record.OutputBitmap = &bitmap;
         const bool known = code >= 1 && code <= QzFormats::count;
-        EXPECT_EQ(instance.execute(10), known ? 1 : 0);
+        EXPECT_EQ(instance.execute(10), known);
         const VexFilterEngine* const engine = instance.record.Engine;
         EXPECT_EQ(engine != nullptr, known);
         EXPECT_EQ(instance.execute(12), 1);
         EXPECT_EQ(instance.record.Engine, engine);
-        Calls calls;
-        if (known) calls = {{"AllocMemQz", engine, 2 * sizeof(void*)}, {"FreeMemQz", engine}};
-        EXPECT_EQ(instance.qzlib.calls, calls);
+        const Calls calls{{"AllocMemQz", engine, 2 * sizeof(void*)}, {"FreeMemQz", engine}};
+        EXPECT_EQ(instance.qzlib.calls, known ? calls : Calls{});
         instance.qzlib.failing = 0b100;
         EXPECT_EQ(instance.execute(10), 0);
         EXPECT_EQ(instance.record.Engine, nullptr);
@@ -168,7 +167,7 @@ TEST(Tables, AreAskedForAndReturnedInOrder) {
         for (std::size_t faulty = 0; faulty < expected.size(); ++faulty) {
             lib.calls.clear();
             lib.throwing = faulty;
-            EXPECT_THROW(instance.execute(11), TestQzLib::Fault);
+            EXPECT_THROW(instance.execute(11), std::runtime_error);
             EXPECT_EQ(lib.calls.size(), faulty + 1);
         }
     }
@@ -184,11 +183,11 @@ TEST(Faults, OfCreationAndReleaseEndTheProcess) {
         const auto request = [&] {
             try {
                 selector < 10 ? instance.entry(selector) : instance.execute(selector);
-            } catch (...) {
-                std::_Exit(0);  // the host must not see it
+            } catch (...) {  // the host must not see it
             }
+            std::_Exit(0);
         };
-        EXPECT_EXIT(request(), testing::KilledBySignal(SIGABRT), "Fault") << selector;
+        EXPECT_EXIT(request(), testing::KilledBySignal(SIGABRT), "(Alloc|Free)MemQz") << selector;
     }
 }
 
