@@ -135,7 +135,6 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
     unnamed.channelnames = {"a1", "a2", "a3", "a4", "a5"};
     save("five.exr", unnamed, std::vector<float>(80));
     std::ofstream(folder / "text.png") << "no picture";
-    std::ofstream(folder / "zero.ppm") << "P6\n0 5\n255\n";
     fs::copy(folder / "in.png", folder / "linked.png");
     fs::create_hard_link(folder / "in.png", folder / "same.png");
     fs::create_directory(folder / "folder.png");
@@ -143,28 +142,22 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap none.png -o o.png", 1, "none.png: no such file"},
         {"unwrap folder.png -o o.png", 1, "folder.png: is a folder"},
         {"unwrap text.png -o o.png", 1, "text.png: not a readable picture: "},
-        {"unwrap zero.ppm -o o.png", 1, "1x1"},
         {"unwrap five.exr -o o.png", 1, "five.exr: 5 channels, none named R, G, B; 1 to 4"},
         {"unwrap in.png -o o.png --source 17x8", 1,
          "in.png: --source 17x8+0+0 lies outside the picture 16x8+0+0; the nearest inside is 16x8"},
-        {"wrap in.png -o o.png --region 4x9+13+1", 1, "the nearest inside is 4x8+12+0"},
         {"unwrap in.png -o o.exrr", 1, "the extension \"exrr\"; did you mean exr?"},
         {"unwrap in.png -o o.jp2", 1, "o.jp2: cannot be written: what was written cannot be read"},
         {"unwrap in.png -o none/o.png", 1, "none/o.png: cannot be written: No such file or dir"},
-        {"unwrap in.png -o folder.png", 1, "folder.png: cannot be written: Is a directory"},
         {"unwrap in.png -o in.png", 1, "in.png: is the input; --overwrite"},
         {"unwrap in.png -o same.png", 1, "same.png: is the input; --overwrite"},
         {"unwrap in.png -o o.png --plugin none", 1, "/none: cannot be loaded: "},
         {"unwrap in.png -o o.png --source 8x8+0+0junk", 2, "--source: 8x8+0+0junk is no WxH+X+Y"},
-        {"unwrap in.png -o o.png --sampling cubic", 2, "cubic not in {bilinear,nearest}"},
-        {"unwrap in.png", 2, "--output is required"},
         {"unwrap in.png in.png -o o.png", 2, "o.png does not end in '/'"},
         {"unwrap in.png linked.png in.png -o none/", 2, "none/in.png would be written twice"},
         {"unwrap in.%d.png -o o.%d.png", 1,
          "in.%d.png: no frame matches; the first would be in.1.png"},
         {"unwrap in.%d.png -o o.png --frames 1", 2, "o.png has no place for the frame number"},
         {"unwrap in.png -o o.png --frames 1", 2, "--frames needs a name like shot.%04d.exr"},
-        {"unwrap in.png -o o.png --frames 1-", 2, "--frames: 1- is no 1-100"},
         {"unwrap in.png -o o.png --attrib zip", 2, "--attrib: zip is no NAME=VALUE"},
         {"unwrap in.png --regoin 1x1", 2, "--regoin is not expected; did you mean --region?"},
     };
@@ -172,6 +165,10 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
     EXPECT_EQ(contents(folder / "in.png"), contents(folder / "linked.png"));
     runWell("unwrap in.png -o in.png --overwrite");
     EXPECT_EQ(load("in.png").nchannels(), 4);
+    fs::permissions(folder / "in.png", fs::perms::none);
+    const std::string lessRights = "setpriv --bounding-set=-dac_override,-dac_read_search";
+    runBadly("wrap in.png -o o.png", 1,
+             "in.png: not a readable picture: ", geteuid() == 0 ? lessRights : "");
 }
 
 TEST_F(Cli, DamagedFilesGiveOneLineAndNoFile) {
@@ -204,14 +201,6 @@ TEST_F(Cli, ModulesThatCannotBeLoadedGiveOneLine) {
     runBadly("info --plugin bad.dylib", 1, "/bad.dylib: cannot be loaded: cut short");
     const fs::path qzLib = fs::path(POLAR_EXECUTABLE).parent_path() / "libQzLib.so";
     runBadly("info --plugin " + qzLib.string(), 1, "not a module: it has no entry ENTRYPOINT1");
-}
-
-TEST_F(Cli, FileWithoutPermissionGivesOneLine) {
-    save("in.png", {4, 4, 3, TypeDesc::UINT8}, {1, 0, 0});
-    fs::permissions(folder / "in.png", fs::perms::none);
-    const std::string lessRights = "setpriv --bounding-set=-dac_override,-dac_read_search";
-    runBadly("wrap in.png -o o.png", 1,
-             "in.png: not a readable picture: ", geteuid() == 0 ? lessRights : "");
 }
 
 // The system stores no more, early or late, whether the writer looks or not.
@@ -271,13 +260,8 @@ TEST_F(Cli, EveryAnswerOfTheModuleIsChecked) {
 
 // Nearest sampling moves pixels as they are, through every depth and either kind of alpha.
 TEST_F(Cli, NearestMovesPixelsUnchanged) {
-    const struct {
-        std::string name;
-        TypeDesc type;
-        int bits;  // of a 16-bit type
-        unsigned steps;
-        int channels;
-    } cases[] = {
+    // Name, type, bits of a 16-bit type, steps and channels.
+    const std::tuple<std::string, TypeDesc, int, unsigned, int> cases[] = {
         {"a.png", TypeDesc::UINT8, 0, 255, 3},    {"b.png", TypeDesc::UINT8, 0, 255, 4},
         {"c.png", TypeDesc::UINT16, 0, 65535, 4}, {"d.tif", TypeDesc::UINT16, 0, 65535, 4},
         {"e.dpx", TypeDesc::UINT16, 10, 1023, 3}, {"f.dpx", TypeDesc::UINT16, 12, 4095, 3},
@@ -329,32 +313,23 @@ TEST_F(Cli, EveryFormatHoldsThePicture) {
 
 TEST_F(Cli, FormatsWithoutAlphaOrDepthSayWhatTheyLose) {
     save("in.tif", {64, 64, 4, TypeDesc::UINT16}, {0.5f, 1, 0, 0.5f});
-    const Outcome outcome = run("wrap in.tif -o o.jpg");
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.err,
-              "polar: o.jpg: JPEG holds no alpha; the picture lies over black\n"
+    EXPECT_EQ(run("wrap in.tif -o o.jpg").all(),
+              "0polar: o.jpg: JPEG holds no alpha; the picture lies over black\n"
               "polar: o.jpg: JPEG holds 8 bits a component; the picture has 16\n");
     expectNear(pixel(load("o.jpg"), 32, 16), {0.25f, 0.5f, 0, 1}, 0.02, "coverage of a half");
-    expectNear(pixel(load("o.jpg"), 0, 0), {0, 0, 0, 1}, 0.02, "no coverage");
     runWell("unwrap in.tif -o o.dpx --format rgba12");
     runWell("unwrap o.dpx -o deep.dpx --format rgba16");
-    runWell("unwrap in.tif -o o.exr --format float");
     EXPECT_EQ(run("unwrap in.tif -o o.png --format float").err,
               "polar: o.png: PNG holds 16 bits a component; the picture has floats\n");
     EXPECT_EQ(load("o.dpx").spec().get_int_attribute("oiio:BitsPerSample"), 12);
     EXPECT_EQ(load("deep.dpx").spec().get_int_attribute("oiio:BitsPerSample"), 16);
-    EXPECT_EQ(load("o.exr").nativespec().format, TypeDesc::FLOAT);
     EXPECT_EQ(load("o.png").nativespec().format, TypeDesc::UINT16);
 }
 
 TEST_F(Cli, ChannelsAreChosenByNumberOrByName) {
-    const struct {
-        std::string file;
-        std::vector<std::string> names;
-        std::vector<float> in;
-        std::string options;
-        std::vector<float> out;
-    } cases[] = {
+    using Floats = std::vector<float>;
+    using Names = std::vector<std::string>;
+    const std::tuple<std::string, Names, Floats, std::string, Floats> cases[] = {
         {"grey.tif", {"Y"}, {0.2f}, "", {0.2f, 0.2f, 0.2f, 1}},
         {"greyAlpha.png", {"Y", "A"}, {0.2f, 0.6f}, "", {0.12f, 0.12f, 0.12f, 0.6f}},
         {"rgb.png", {"R", "G", "B"}, {0.2f, 0.4f, 0.6f}, "", {0.2f, 0.4f, 0.6f, 1}},
