@@ -17,8 +17,7 @@ inline std::vector<unsigned char> randomBytes(unsigned seed, std::size_t count) 
 }
 
 // Decisions out of bytes; zeros once they are used up.
-class Draw {
-  public:
+struct Draw {
     explicit Draw(std::span<const unsigned char> bytes) : bytes_(bytes) {}
 
     bool left() const { return !bytes_.empty(); }
@@ -192,3 +191,13 @@ struct Scene : Request {
 
     bool isSampled_ = false;
 };
+
+// Lives through the life of an instance of the module with that entry: requests in any order a host
+// may make them, records a host may get wrong, a memory service that fails. No access may leave a
+// bitmap, every render must give what the sampler gives at each position, and all memory must come
+// back. Throws std::logic_error otherwise. Any number of threads may do so at once.
+void anyLife(std::span<const unsigned char> bytes, VexHandler entryPoint);
+
+// Renders by libpolar likewise, with any options. What is refused must leave the output alone, and
+// pixels must not depend on how the output's rows lie.
+void anyCall(std::span<const unsigned char> bytes);

@@ -34,8 +34,7 @@ std::vector<unsigned char> bytesOf(const Record& record) {
 }
 
 // Memory with an unmapped page before and after it; it touches the first or, `atEnd`, the second.
-class GuardedMemory {
-  public:
+struct GuardedMemory {
     explicit GuardedMemory(std::size_t bytes, bool atEnd);
     unsigned char* begin() const { return begin_; }
     unsigned char* end() const { return begin_ + bytes_; }

@@ -5,14 +5,11 @@
 #include "tests/Scene.h"
 
 // Rows lie `padding` bytes further apart than they must; the memory touches an unmapped page.
-class TestImage {
-  public:
+struct TestImage {
     explicit TestImage(polar_image like, std::ptrdiff_t padding = 0, bool upwards = false,
                        bool atEnd = true)
         : image(like),
-          channels(like.format < POLAR_GREY8  ? 4
-                   : like.format < POLAR_RGB8 ? 1
-                                              : 3),
+          channels(channelsOf(like.format)),
           componentBytes(polar_pixel_bytes(like.format) / channels),
           rowBytes(std::ptrdiff_t(polar_pixel_bytes(like.format)) * like.width),
           memory(std::size_t((rowBytes + padding) * (like.height - 1) + rowBytes), atEnd) {
@@ -24,6 +21,9 @@ class TestImage {
               std::ptrdiff_t padding = 0, bool upwards = false)
         : TestImage({nullptr, width, height, 0, format, alpha}, padding, upwards) {}
 
+    static std::size_t channelsOf(int format) {
+        return format < POLAR_GREY8 ? 4 : format < POLAR_RGB8 ? 1 : 3;
+    }
     unsigned char* row(int y) const {
         return static_cast<unsigned char*>(image.pixels) + y * image.row_bytes;
     }

@@ -1,7 +1,3 @@
-#include "tests/anyCall.h"
-
-#include <limits>
-
 #include "tests/TestImage.h"
 
 namespace {

@@ -1,12 +1,9 @@
-#include "tests/anyLife.h"
-
 #include "tests/Scene.h"
 
 namespace {
 
 template <class Buffer>
-class Life {
-  public:
+struct Life {
     Life(Draw draw, VexHandler entryPoint)
         : draw_(draw), instance_(draw_.upTo(4) - 1, 0x5A, entryPoint) {}
 

@@ -4,10 +4,10 @@
 
 #include <climits>
 #include <functional>
+#include <set>
 
 #include "render/Plan.h"
 #include "tests/TestImage.h"
-#include "tests/anyCall.h"
 
 namespace {
 
@@ -116,7 +116,6 @@ TEST(Library, WrongInputGivesItsStatusAndTouchesNothing) {
         polar_circle circle{4, 4, 4, 4, 0, 0, 0, 0};
         polar_options options{0, 0, 0, 0, {}, &source, &whole, &circle, nullptr, nullptr};
     };
-    const double nan = std::numeric_limits<double>::quiet_NaN();
     const std::pair<int, std::function<void(Arguments&)>> cases[] = {
         {POLAR_NULL_POINTER, [](Arguments& a) { a.input.pixels = nullptr; }},
         {POLAR_NULL_POINTER, [](Arguments& a) { a.output.pixels = nullptr; }},
@@ -132,10 +131,10 @@ TEST(Library, WrongInputGivesItsStatusAndTouchesNothing) {
         {POLAR_BAD_OPTION, [](Arguments& a) { a.options.direction = 2; }},
         {POLAR_BAD_OPTION, [](Arguments& a) { a.options.sampling = -1; }},
         {POLAR_BAD_OPTION, [](Arguments& a) { a.options.threads = -1; }},
-        {POLAR_BAD_OPTION, [=](Arguments& a) { a.options.background[1] = float(nan); }},
+        {POLAR_BAD_OPTION, [](Arguments& a) { a.options.background[1] = NAN; }},
         {POLAR_BAD_OPTION, [](Arguments& a) { a.source.height = 0; }},
         {POLAR_BAD_OPTION, [](Arguments& a) { a.whole.width = INT_MAX; }},
-        {POLAR_BAD_GEOMETRY, [=](Arguments& a) { a.circle.center_x = nan; }},
+        {POLAR_BAD_GEOMETRY, [](Arguments& a) { a.circle.center_x = NAN; }},
         {POLAR_BAD_GEOMETRY, [](Arguments& a) { a.circle.radius_y = 0; }},
         {POLAR_BAD_GEOMETRY, [](Arguments& a) { a.circle.inner = 1; }},
         {POLAR_BAD_GEOMETRY, [](Arguments& a) { a.circle.start_turns = INFINITY; }},

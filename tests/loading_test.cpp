@@ -10,29 +10,24 @@
 
 #include "hosting/Module.h"
 #include "tests/Scene.h"
-#include "tests/anyLife.h"
 
 namespace {
 
 // A copy of the module's file, loaded; both gone with the object.
-class ModuleCopy {
-  public:
+struct ModuleCopy {
     explicit ModuleCopy(const std::string& name)
-        : file_(testing::TempDir() + name + std::to_string(getpid()) + ".dylib") {
-        std::filesystem::copy_file(POLAR_MODULE, file_);
-        module_.emplace(file_);
+        : file(testing::TempDir() + name + std::to_string(getpid()) + ".dylib") {
+        std::filesystem::copy_file(POLAR_MODULE, file);
+        module.emplace(file);
     }
     ~ModuleCopy() {
-        module_.reset();
-        EXPECT_EQ(dlopen(file_.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "still loaded";
-        std::filesystem::remove(file_);
+        module.reset();
+        EXPECT_EQ(dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "still loaded";
+        std::filesystem::remove(file);
     }
 
-    VexHandler entry() const { return module_->entry(); }
-
-  private:
-    std::string file_;
-    std::optional<hosting::Module> module_;
+    std::string file;
+    std::optional<hosting::Module> module;
 };
 
 // Lives through `lives` lives in each of as many threads as there are entries, all at once: through
@@ -54,8 +49,8 @@ TEST(Lives, RenderWhatTheSamplerGivesForAnyRecord) {
 }
 
 TEST(Loading, ThreadsRenderAtOnceAsAlone) {
-    const ModuleCopy module("threads");  // whose transparent pixels nobody has used yet
-    const std::vector<VexHandler> eight(8, module.entry());
+    const ModuleCopy copy("threads");  // whose transparent pixels nobody has used yet
+    const std::vector<VexHandler> eight(8, copy.module->entry());
     liveAtOnce(eight, 50, 0);
     liveAtOnce(eight, 50, 50);
 }
@@ -63,8 +58,8 @@ TEST(Loading, ThreadsRenderAtOnceAsAlone) {
 TEST(Loading, TwoCopiesComeAndGoAHundredTimes) {
     for (int time = 0; time < 100; ++time) {
         const ModuleCopy one("one"), other("other");
-        ASSERT_NE(one.entry(), other.entry());
-        liveAtOnce({one.entry(), other.entry()}, 3, 3);
+        ASSERT_NE(one.module->entry(), other.module->entry());
+        liveAtOnce({one.module->entry(), other.module->entry()}, 3, 3);
     }
 }
 

@@ -105,7 +105,6 @@ void expectValuesWorkedOut() {
         return static_cast<Component>(isFloat ? value : std::nearbyint(value));
     };
     constexpr double nan = std::numeric_limits<double>::quiet_NaN(), big = 4294967296.0;
-    constexpr QzLong most = std::numeric_limits<QzLong>::max();
     const QzRect all{0, 0, 12, 10}, inner{2, 3, 3, 4}, negative{-5, -2, 5, 4}, low{0, 0, 12, -1};
     const struct {
         QzRect bounds;
@@ -130,7 +129,7 @@ void expectValuesWorkedOut() {
         {negative, -0.25, -0.5, 1, 0, 0, 50, 95.625},
         {negative, -0.5, -0.5, 0, 0, 0, 50, 255},
         {negative, 5, 0, 0, 0, 0, 0, 0},
-        {{7, 0, most, 10}, 11, 0, 0, 220, 0, 50, 255},
+        {{7, 0, 0x7FFFFFFF, 10}, 11, 0, 0, 220, 0, 50, 255},
         {low, 3, 0, 1, 0, 0, 0, 0},
         {all, nan, 2, 1, 0, 0, 0, 0},
         {all, 2, nan, 0, 0, 0, 0, 0},

@@ -61,13 +61,12 @@ Circle anyCircle(Draw& draw, QzLong size) {
 }
 
 // Those that this processor has, the plain path first.
-std::vector<const InstructionSet*> supportedSets() {
+const auto sets = [] {
     std::vector<const InstructionSet*> supported;
     for (const InstructionSet* const set : polar::instructionSets())
         if (set->isSupported()) supported.push_back(set);
     return supported;
-}
-const std::vector<const InstructionSet*> sets = supportedSets();
+}();
 const std::vector<const InstructionSet*> batched(sets.begin() + 1, sets.end());
 
 // Renders bands of random height, from the last to the first, where rows are independent.
@@ -95,9 +94,9 @@ void inEnvironment(int direction, Work work) {
     EXPECT_EQ(after, (std::array{direction, FE_UNDERFLOW, traps ? trapped : 0}));
 }
 
-// Every set against the sampler at each position. Returns how many pixels were compared.
+// Every set against the sampler at each position.
 template <class Buffer>
-std::int64_t compareRectangles(unsigned seed) {
+void compareRectangles(unsigned seed) {
     const auto bytes = randomBytes(seed, 80);
     Draw draw(bytes);
     Scene<Buffer> scene(draw, 130);
@@ -115,54 +114,53 @@ std::int64_t compareRectangles(unsigned seed) {
         EXPECT_EQ(scene.output, scene.expected)
             << set->name << " format " << Buffer::name << " seed " << seed;
     }
-    return std::max<std::int64_t>(scene.region.width, 0) * std::max<QzLong>(scene.region.height, 0);
 }
 
 // Every set in bands against the plain path at once, for circles.
 template <class Buffer>
-std::int64_t compareCircles(unsigned seed) {
+void compareCircles(unsigned seed) {
     const auto bytes = randomBytes(seed, 200);
     Draw draw(bytes);
     Scene<Buffer> scene(draw, 130);
     const QzRect& from = scene.image;
-    if (from.width <= 0 || from.height <= 0) return 0;
+    if (from.width <= 0 || from.height <= 0) return;
     const QzRect place{0, 0, 1 + draw.upTo(200), 1 + draw.upTo(200)};
     const auto mapping = draw.of({Mapping::unwrap, Mapping::wrap});
     const Circle circle = anyCircle(draw, 130);
     const QzLong x = draw.upTo(9) - 4, y = draw.upTo(9) - 4;
     const Geometry geometry =
         polar::around({mapping, circle, from, from, {from.width, from.height}, x, y, place});
-    const TestBitmap<Buffer> whole(place), output(place);
+    const TestBitmap<Buffer> whole(place);
     TestPlan(geometry, scene.input, whole, scene.sampling, polar::plainPath)
         .plan.render(0, place.height);
     for (const InstructionSet* const set : sets) {
-        TestPlan test(geometry, scene.input, output, scene.sampling, *set);
+        const TestBitmap<Buffer> output(place);
+        const TestPlan test(geometry, scene.input, output, scene.sampling, *set);
         renderInBands(draw, test, place.height);
         EXPECT_EQ(output, whole) << set->name << " format " << Buffer::name << " seed " << seed;
-        std::fill(output.memory.begin(), output.memory.end(), '\xA5');
     }
-    return std::int64_t{place.width} * place.height;
 }
 
-void compare(unsigned seed, std::int64_t pixels, double shift) {
+void compare(unsigned first, unsigned scenes, double shift) {
     arctangentShift = shift;
-    for (; pixels > 0 && !testing::Test::HasFailure(); ++seed)
+    for (unsigned seed = first; seed < first + scenes && !testing::Test::HasFailure(); ++seed)
         visitFormat(1 + seed % QzFormats::count, [&]<class Buffer>() {
-            pixels -= compareRectangles<Buffer>(seed) + compareCircles<Buffer>(seed);
+            compareRectangles<Buffer>(seed);
+            compareCircles<Buffer>(seed);
         });
     arctangentShift = 0;
 }
 
-TEST(Plan, GivesTheSameBitsInAnyBandBySetsOfAnyKind) { compare(1, 10'000'000, 0); }
+TEST(Plan, GivesTheSameBitsInAnyBandBySetsOfAnyKind) { compare(1, 500, 0); }
 
 // Whatever the library's last bits are, pixels that they decide are left to it.
 TEST(Plan, BearsAnyArctangentThatIsAllowed) {
     if (batched.empty()) GTEST_SKIP() << "this processor has the plain path alone";
-    for (const double shift : {0.99, -0.99}) compare(3, 3'000'000, shift);
+    for (const double shift : {0.99, -0.99}) compare(3, 150, shift);
 }
 
 TEST(Plan, DISABLED_GivesTheSameBitsForLong) {
-    for (const double shift : {0.0, 0.99, -0.99}) compare(2, 100'000'000, shift);
+    for (const double shift : {0.0, 0.99, -0.99}) compare(2, 5000, shift);
 }
 
 // On the diagonal an eighth of a turn ends halfway between two columns (61) or on one (65), or

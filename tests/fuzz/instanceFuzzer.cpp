@@ -1,7 +1,6 @@
 // libFuzzer over lives of instances; the module is linked in, so that it is instrumented.
 
-#include "tests/TestHost.h"
-#include "tests/anyLife.h"
+#include "tests/Scene.h"
 
 extern "C" QzLong ENTRYPOINT1(VexFilterInstance* instance, QzULong selector);
 
