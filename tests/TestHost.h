@@ -25,14 +25,6 @@ Function exported(const char* name) {
     return reinterpret_cast<Function>(moduleSymbol(name));
 }
 
-// The bytes of a record.
-template <class Record>
-std::vector<unsigned char> bytesOf(const Record& record) {
-    std::vector<unsigned char> bytes(sizeof record);
-    std::memcpy(bytes.data(), &record, sizeof record);
-    return bytes;
-}
-
 // Memory with an unmapped page before and after it; it touches the first or, `atEnd`, the second.
 struct GuardedMemory {
     explicit GuardedMemory(std::size_t bytes, bool atEnd);

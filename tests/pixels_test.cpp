@@ -101,8 +101,7 @@ void expectValuesWorkedOut() {
         bitmap.at(c, r).store({Component(red), Component(10 * r), 50, Component(alpha)});
     }
     const auto stored = [](double value) {
-        constexpr bool isFloat = std::is_same_v<Component, float>;
-        return static_cast<Component>(isFloat ? value : std::nearbyint(value));
+        return Component(std::is_same_v<Component, float> ? value : std::nearbyint(value));
     };
     constexpr double nan = std::numeric_limits<double>::quiet_NaN(), big = 4294967296.0;
     const QzRect all{0, 0, 12, 10}, inner{2, 3, 3, 4}, negative{-5, -2, 5, 4}, low{0, 0, 12, -1};

@@ -8,6 +8,10 @@ namespace {
 
 using Calls = std::vector<TestQzLib::Call>;
 
+std::string bytesOf(const VexFilterInstance& record) {
+    return {reinterpret_cast<const char*>(&record), sizeof record};
+}
+
 // After each request the record must hold what that request writes and otherwise, byte for byte,
 // what the host left in it.
 TEST(Shell, WritesItsFieldsAndNothingElse) {
