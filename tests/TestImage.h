@@ -9,9 +9,6 @@ struct TestImage {
     explicit TestImage(polar_image like, std::ptrdiff_t padding = 0, bool upwards = false,
                        bool atEnd = true)
         : image(like),
-          channels(channelsOf(like.format)),
-          componentBytes(polar_pixel_bytes(like.format) / channels),
-          rowBytes(std::ptrdiff_t(polar_pixel_bytes(like.format)) * like.width),
           memory(std::size_t((rowBytes + padding) * (like.height - 1) + rowBytes), atEnd) {
         std::fill(memory.begin(), memory.end(), '\xA5');
         image.pixels = memory.begin() + (upwards ? (rowBytes + padding) * (like.height - 1) : 0);
@@ -21,9 +18,6 @@ struct TestImage {
               std::ptrdiff_t padding = 0, bool upwards = false)
         : TestImage({nullptr, width, height, 0, format, alpha}, padding, upwards) {}
 
-    static std::size_t channelsOf(int format) {
-        return format < POLAR_GREY8 ? 4 : format < POLAR_RGB8 ? 1 : 3;
-    }
     unsigned char* row(int y) const {
         return static_cast<unsigned char*>(image.pixels) + y * image.row_bytes;
     }
@@ -54,7 +48,9 @@ struct TestImage {
     }
 
     polar_image image;
-    const std::size_t channels, componentBytes;  // 1 byte of what is packed
-    const std::ptrdiff_t rowBytes;               // of the pixels alone
+    const std::size_t pixelBytes = polar_pixel_bytes(image.format);
+    const std::size_t channels = image.format < POLAR_GREY8 ? 4 : image.format < POLAR_RGB8 ? 1 : 3;
+    const std::size_t componentBytes = pixelBytes / channels;  // 1 of what is packed
+    const std::ptrdiff_t rowBytes = std::ptrdiff_t(pixelBytes) * image.width;
     GuardedMemory memory;
 };

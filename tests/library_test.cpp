@@ -12,7 +12,7 @@
 namespace {
 
 // Every format with alpha, both directions and samplings, rows of any distance, parts of a whole
-// result and a circle, one thread and three: the core's pixels.
+// result and a circle, on as many threads as there are, one and two: the core's pixels.
 TEST(Library, GivesTheCoresPixels) {
     const QzRect source{7, 5, 311, 290}, region{-4, 9, 301, 500}, all{0, 0, 301, 500};
     const polar_rect sourceRect{7, 5, 311, 290}, part{-11, 4, 0, 0};
@@ -35,13 +35,11 @@ TEST(Library, GivesTheCoresPixels) {
                     isNearest ? polar::Sampling::nearest : polar::Sampling::bilinear,
                     {tables.data(), tables.data() + 301}, polar::plainPath)
             .render(0, 500);
-        for (const int threads : {1, 3}) {
-            const polar_options options{0,  wraps,       isNearest, threads,
-                                        {}, &sourceRect, &part,     isRing ? &ring : nullptr,
-                                        {}, {}};
-            ASSERT_EQ(polar_render(&input.image, &output.image, &options), POLAR_OK);
-            EXPECT_EQ(output.pixels(), expected.pixels()) << i << " on " << threads;
-        }
+        const polar_options options{0,  wraps,       isNearest, std::int32_t(i % 3),
+                                    {}, &sourceRect, &part,     isRing ? &ring : nullptr,
+                                    {}, {}};
+        ASSERT_EQ(polar_render(&input.image, &output.image, &options), POLAR_OK);
+        EXPECT_EQ(output.pixels(), expected.pixels()) << i;
     }
 }
 
