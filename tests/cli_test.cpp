@@ -484,19 +484,14 @@ TEST_F(Cli, DisplayWindowIsThePicture) {
     OIIO::ImageSpec spec(20, 40, 3, TypeDesc::FLOAT);
     spec.x = 90, spec.y = 80;
     spec.full_x = 80, spec.full_y = 90, spec.full_width = 20, spec.full_height = 20;
-    spec.attribute("PixelAspectRatio", 2.f);
     save("in.exr", spec, {1, 0.5f, 0});
-    runWell(
-        "unwrap in.exr -o o.exr --sampling nearest --attrib compression=piz --attrib shot=7 "
-        "--depth half");
+    runWell("unwrap in.exr -o o.exr --sampling nearest --attrib compression=piz --depth half");
     const OIIO::ImageBuf out = load("o.exr");
     EXPECT_EQ(out.roi(), OIIO::ROI(80, 100, 90, 110, 0, 1, 0, 4));
     EXPECT_EQ(out.roi_full(), out.roi());
     EXPECT_EQ(pixel(out, 5, 5), std::vector<float>(4));  // a quarter turn: the left half
     EXPECT_EQ(pixel(out, 15, 5), (std::vector<float>{1, 0.5f, 0, 1}));
-    EXPECT_EQ(out.spec().get_float_attribute("PixelAspectRatio"), 2);
     EXPECT_EQ(out.spec().get_string_attribute("compression"), "piz");
-    EXPECT_EQ(out.spec().get_int_attribute("shot"), 7);
     EXPECT_EQ(out.nativespec().format, TypeDesc::HALF);
 }
 
@@ -522,7 +517,6 @@ TEST_F(Cli, TellsAboutItselfAndTheModule) {
         for (const std::string& fragment : fragments)
             EXPECT_NE(outcome.out.find(fragment), std::string::npos) << command << outcome.out;
     }
-    EXPECT_TRUE(run("--help").out.starts_with("polar unwrap "));
 }
 
 }  // namespace

@@ -11,36 +11,48 @@
 
 namespace {
 
-// Every format with alpha, both directions and samplings, rows of any distance, parts of a whole
-// result and a circle, on as many threads as there are, one and two: the core's pixels.
-TEST(Library, GivesTheCoresPixels) {
-    const QzRect source{7, 5, 311, 290}, region{-4, 9, 301, 500}, all{0, 0, 301, 500};
-    const polar_rect sourceRect{7, 5, 311, 290}, part{-11, 4, 0, 0};
-    const polar_circle ring{150.5, 140, 130, 120, 0.25, 0.3, 0.9, 1};
-    const polar::Circle circle{{150.5, 140}, {130, 120}, 0.25, 0.3, 0.9, true};
-    for (unsigned i = 0; i < 8 * QzFormats::count; ++i) {
-        const bool wraps = i & 1, isNearest = i & 2, isRing = i & 4;
-        const int format = 1 + static_cast<int>(i / 8);
-        TestImage input(format, 320, 300, POLAR_STRAIGHT, 3, true);
-        TestImage output(format, 301, 500, POLAR_STRAIGHT, 1), expected(format, 301, 500);
-        input.fill(1);
-        const auto mapping = wraps ? polar::Mapping::wrap : polar::Mapping::unwrap;
-        auto geometry =
-            isRing ? polar::around({mapping, circle, source, source, {311, 290}, -11, 4, all})
-                   : polar::fromRectangles(mapping, source, region);
-        geometry.region = all;
-        std::vector<double> tables(602);
-        polar::Plan(unsigned(format), geometry, {input.row(0), input.image.row_bytes},
-                    {expected.row(0), expected.rowBytes},
-                    isNearest ? polar::Sampling::nearest : polar::Sampling::bilinear,
-                    {tables.data(), tables.data() + 301}, polar::plainPath)
-            .render(0, 500);
-        const polar_options options{0,  wraps,       isNearest, std::int32_t(i % 3),
-                                    {}, &sourceRect, &part,     isRing ? &ring : nullptr,
-                                    {}, {}};
-        ASSERT_EQ(polar_render(&input.image, &output.image, &options), POLAR_OK);
-        EXPECT_EQ(output.pixels(), expected.pixels()) << i;
-    }
+polar_image imageOf(const TestBitmap<QzBufferRGBAFloat>& bitmap, const QzRect& place) {
+    return {bitmap.record.pixels, place.width, place.height, 0, POLAR_RGBA_FLOAT, POLAR_STRAIGHT};
+}
+
+// Pixels that hold their own position show where they were sampled, against angles and distances
+// worked out here: a panorama of a circle, and that circle of it again.
+TEST(Library, CirclesLieWhereTheySay) {
+    const polar_circle circles[] = {{30, 25, 20, 20, 0, 0, 0, 0},
+                                    {30.5, 25.25, 20, 15, 0.25, 0.25, 1, 1},
+                                    {31, 24, 18, 21, 0.5, -0.4, 0.5, 0},
+                                    {29, 26, 17, 17, 0.1, 2.75, 0.75, 1}};
+    const QzRect places[] = {{0, 0, 40, 16}, {0, 0, 60, 50}};
+    for (const polar_circle& circle : circles)
+        for (const bool wraps : {false, true}) {
+            const QzRect from = places[wraps ? 0 : 1], to = places[wraps ? 1 : 0];
+            TestBitmap<QzBufferRGBAFloat> input(from), output(to);
+            for (QzLong i = 0; i < from.width * from.height; ++i)
+                input.at(i, 0).store({float(i % from.width), float(i / from.width), 0, 1});
+            polar_options options{};
+            options.direction = wraps ? POLAR_WRAP : POLAR_UNWRAP;
+            options.circle = &circle;
+            const polar_image in = imageOf(input, from), out = imageOf(output, to);
+            ASSERT_EQ(polar_render(&in, &out, &options), POLAR_OK);
+            int opaque = 0;
+            for (QzLong i = 0; i < to.width * to.height; ++i) {
+                const auto found = output.at(i, 0).load();
+                if (found.a != 1 || (wraps && found.g < 0.5f)) continue;
+                const polar::Point here{double(i % to.width), double(i / to.width)};
+                const polar::Point there{found.r, found.g};
+                const polar::Point flat = wraps ? there : here, round = wraps ? here : there;
+                const double part =
+                    flat.x / (wraps ? 39 : 40) * (circle.turns == 0 ? 1 : circle.turns);
+                const double turns = circle.start_turns + (circle.clockwise ? part : -part);
+                const double distance = circle.inner + (1 - circle.inner) * flat.y / 16;
+                const double x = circle.radius_x * distance * std::sin(turns * 6.283185307179586);
+                const double y = circle.radius_y * distance * std::cos(turns * 6.283185307179586);
+                EXPECT_NEAR(round.x, circle.center_x + x, 1e-3) << i;
+                EXPECT_NEAR(round.y, circle.center_y - y, 1e-3) << i;
+                ++opaque;
+            }
+            EXPECT_GT(opaque, 300);
+        }
 }
 
 template <class Component>

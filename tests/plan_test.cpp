@@ -160,19 +160,6 @@ TEST(Plan, DISABLED_GivesTheSameBitsForLong) {
     for (const double shift : {0.0, 0.99, -0.99}) compare(2, 5000, shift);
 }
 
-// On the diagonal an eighth of a turn ends halfway between two columns (61) or on one (65), or
-// beside: only the last bits of the angle tell. Nothing else near there is that close.
-TEST(Plan, LeavesTiesToTheLibrarysArctangent) {
-    for (const InstructionSet* const set : batched)
-        for (const auto& [size, sampling] : {std::pair(61, 1), std::pair(65, 0)}) {
-            const QzRect all{0, 0, size, size}, diagonal{20, 20, 8, 8};
-            TestBitmap<QzBufferRGBA8> input(all), output(diagonal);
-            const auto geometry = polar::fromRectangles(Mapping::wrap, all, diagonal);
-            const TestPlan test(geometry, input, output, sampling, *set);
-            EXPECT_EQ(test.plan.render(0, diagonal.height), diagonal.width) << size;
-        }
-}
-
 // Pixels on the ray where columns end and begin again, to and from ends of the source that are
 // there and that are not.
 TEST(Plan, KeepsToTheSideOfTheCut) {
@@ -215,43 +202,6 @@ TEST(Plan, KnowsHowFarItsArctangentIsOff) {
             }
         }
     }
-}
-
-// Pixels that hold their own position show where they were sampled, against angles and distances
-// worked out here: a panorama of a circle, and that circle of it again.
-TEST(Plan, CirclesLieWhereTheySay) {
-    const Circle circles[] = {{{30, 25}, {20, 20}, 0, 0, 1, false},
-                              {{30.5, 25.25}, {20, 15}, 0.25, 0.25, 1, true},
-                              {{31, 24}, {18, 21}, 0.5, -0.4, 0.5, false},
-                              {{29, 26}, {17, 17}, 0.1, 2.75, 0.75, true}};
-    const QzRect places[] = {{0, 0, 40, 16}, {0, 0, 60, 50}};
-    for (const Circle& circle : circles)
-        for (const Mapping mapping : {Mapping::unwrap, Mapping::wrap}) {
-            const bool wraps = mapping == Mapping::wrap;
-            const QzRect from = places[wraps ? 0 : 1], to = places[wraps ? 1 : 0];
-            TestBitmap<QzBufferRGBAFloat> input(from), output(to);
-            for (QzLong i = 0; i < from.width * from.height; ++i)
-                input.at(i, 0).store({float(i % from.width), float(i / from.width), 0, 1});
-            const auto geometry = polar::around({mapping, circle, from, from, {40, 16}, 0, 0, to});
-            TestPlan(geometry, input, output, 0, polar::plainPath).plan.render(0, to.height);
-            int opaque = 0;
-            for (QzLong i = 0; i < to.width * to.height; ++i) {
-                const auto found = output.at(i, 0).load();
-                if (found.a != 1 || (wraps && found.g < 0.5f)) continue;
-                const polar::Point here{double(i % to.width), double(i / to.width)};
-                const polar::Point there{found.r, found.g};
-                const polar::Point flat = wraps ? there : here, round = wraps ? here : there;
-                const double part = flat.x / (wraps ? 39 : 40) * circle.turns;
-                const double turns = circle.startTurns + (circle.clockwise ? part : -part);
-                const double distance = circle.inner + (1 - circle.inner) * flat.y / 16;
-                const double x = circle.radii.x * distance * std::sin(turns * 6.283185307179586);
-                const double y = circle.radii.y * distance * std::cos(turns * 6.283185307179586);
-                EXPECT_NEAR(round.x, circle.centre.x + x, 1e-3) << i;
-                EXPECT_NEAR(round.y, circle.centre.y - y, 1e-3) << i;
-                ++opaque;
-            }
-            EXPECT_GT(opaque, 300);
-        }
 }
 
 // A rim that rounds to just inside would show a trace of the last row all around.

@@ -34,15 +34,16 @@ TEST(QzLib, HandsOutBlackBitmapsOrNone) {
         ASSERT_NE(bitmap, nullptr);
         EXPECT_EQ(bitmap->rowLength, 33);
         EXPECT_EQ(bitmap->bitmapType, Buffer::bitmapType);
+        const auto* const pixels = Buffer(*bitmap).at(0, 0)->bytes.data();
         constexpr std::ptrdiff_t bytes = 33 * 7 * sizeof(typename Buffer::Pixel);
-        const auto* const pixels = static_cast<const unsigned char*>(bitmap->pixels);
         EXPECT_EQ(std::count(pixels, pixels + bytes, 0), bytes);
         FreeBitmapQz(bitmap);
     });
     FreeBitmapQz(nullptr);
     for (const unsigned type : {0, 6, 255}) EXPECT_EQ(make(5, 5, type), nullptr) << type;
-    for (const auto& [width, height] : {std::pair(0, 5), {5, 0}, {-1, 5}, {5, -5}, {-5, -5}})
-        EXPECT_EQ(make(width, height, 1), nullptr) << width << "x" << height;
+    for (const QzLong size : {0, -5}) EXPECT_EQ(make(size, 5, 1), make(5, size, 1)) << size;
+    EXPECT_EQ(make(0, 5, 1), nullptr);
+    EXPECT_EQ(make(-5, -5, 1), nullptr);
     // The bytes of these wrap around to few, in 64 and in 32 bits.
     EXPECT_EQ(make(1073774592, 1073709057, 5), nullptr);
     EXPECT_TRUE(sizeof(void*) == 8 || make(65537, 16384, 1) == nullptr);
