@@ -78,7 +78,15 @@ typedef struct polar_rect {
 } polar_rect;
 
 /* How the panorama lies in the round picture. Pixels count from the source rectangle's corner where
- * the round picture is the input, and from the whole result's where it is the output. */
+ * the round picture is the input, and from the whole result's where it is the output.
+ *
+ * Unwrapping to W columns and H rows, column i lies at the angle start_turns plus (clockwise) or
+ * minus turns * i / W, and row j at the distance inner + (1 - inner) * j / H, in fractions of the
+ * radii: at the centre where both are 0, and the rim would be row H.
+ *
+ * Wrapping W columns and H rows is the reverse but for one thing: the last column, W - 1, lies
+ * where `turns` end, not one step before. Pixels between the end and the start are transparent, and
+ * so are those inside of the first row and outside of the last one. */
 typedef struct polar_circle {
     double center_x, center_y; /* pixels; fractions are fine, and so are places outside */
     double radius_x, radius_y; /* pixels, above 0: where the row after the last one lies; equal for

@@ -382,7 +382,6 @@ TEST_F(Cli, RegionIsTheCropOfTheWholeAndKeepsItsPlaceAndMetadata) {
         EXPECT_EQ(part.roi_full(), OIIO::ROI(0, 200, 0, 100, 0, 1, 0, 4));
         EXPECT_EQ(part.spec().get_string_attribute("Artist"), "somebody");
     }
-    runWell("unwrap in.exr -o part.bmp --region 9x8+11+6 -q");  // holds no place
 }
 
 // The library on any number of threads gives the file that a module gives.
@@ -412,11 +411,8 @@ TEST_F(Cli, SequencesAreRenderedFrameByFrame) {
     runWell("wrap in.%d.tif -o e/ --frames 12");
     EXPECT_EQ(pixel(load("a.0011.tif"), 20, 15)[0], 11.f / 255);
     EXPECT_EQ(files().size(), 5 + 5 + 2u);
-    for (const std::string other : {"d/a.%04d.tif", "e/in.%d.tif"}) {
-        const Outcome outcome = run("compare a.%04d.tif " + other + " --frames 8-12");
-        EXPECT_EQ(outcome.status, 0) << outcome.out;
-        EXPECT_NE(outcome.out.find("0012.tif"), std::string::npos) << outcome.out;
-    }
+    for (const std::string other : {"d/a.%04d.tif", "e/in.%d.tif"})
+        runWell("compare -q a.%04d.tif " + other + " --frames 8-12");
     EXPECT_EQ(run("wrap in.%d.tif -o n.%d.tif --frames 8-12x2 -n").out,
               "in.8.tif -> n.8.tif\nin.10.tif -> n.10.tif\nin.12.tif -> n.12.tif\n");
     fs::remove(folder / "in.10.tif");
@@ -424,7 +420,6 @@ TEST_F(Cli, SequencesAreRenderedFrameByFrame) {
         const Outcome outcome = run("wrap in.%d.tif -o m.%d.tif --threads 1 --frames 9-11 " + more);
         EXPECT_EQ(outcome.status, 1);
         EXPECT_TRUE(outcome.err.starts_with("polar: in.10.tif: no such file")) << outcome.err;
-        EXPECT_EQ(files().contains("m.9.tif"), true);
         EXPECT_EQ(files().contains("m.11.tif"), more != "");
     }
     EXPECT_NE(run("wrap in.%d.tif -o m.%d.tif --stats").err.find("4 of 4 frames"),
@@ -500,7 +495,6 @@ TEST_F(Cli, TellsAboutItselfAndTheModule) {
     const std::pair<std::string, std::vector<std::string>> cases[] = {
         {"polar --help", {"polar unwrap ", "polar wrap ", "info"}},
         {"polar unwrap --help", {"--region", "bilinear|nearest", "|rgba12|", "no more in memory"}},
-        {"polar --version", {"polar 1."}},
         {"polar info",
          {"\"Polar to Rectangular...\", category \"Distort\"", "\"Rectangular to Polar...\"",
           "InfoId92 30070", "InfoId92 30072", "InfoId96 30004", "SetupValue72 1"}},
