@@ -378,7 +378,6 @@ TEST_F(Cli, RegionIsTheCropOfTheWholeAndKeepsItsPlaceAndMetadata) {
         const OIIO::ImageBuf all = load("all.exr"), part = load("part.exr");
         EXPECT_EQ(part.roi(), OIIO::ROI(11, 20, 6, 14, 0, 1, 0, 4));
         EXPECT_EQ(OIIO::ImageBufAlgo::compare(all, part, 0, 0, part.roi()).nfail, 0u);
-        EXPECT_FALSE(OIIO::ImageBufAlgo::isConstantColor(part));
         EXPECT_EQ(part.roi_full(), OIIO::ROI(0, 200, 0, 100, 0, 1, 0, 4));
         EXPECT_EQ(part.spec().get_string_attribute("Artist"), "somebody");
     }
@@ -498,7 +497,6 @@ TEST_F(Cli, TellsAboutItselfAndTheModule) {
         {"polar info",
          {"\"Polar to Rectangular...\", category \"Distort\"", "\"Rectangular to Polar...\"",
           "InfoId92 30070", "InfoId92 30072", "InfoId96 30004", "SetupValue72 1"}},
-        {"ln -s '" POLAR_EXECUTABLE "' link && ./link info", {"\"Polar to Rectangular...\""}},
         {"polar unwrap in.png -o o.png -v 2>&1",
          {"libpolar 1.", "8x8+0+0", "rgba8", "bilinear", " ms"}},
         {"bash -c '. " POLAR_COMPLETION "; COMP_WORDS=(polar wrap --depth u); COMP_CWORD=3; _polar;"
