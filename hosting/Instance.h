@@ -9,9 +9,9 @@ namespace hosting {
 using Rectangle = QzRectT<QzLong>;
 
 struct Instance {
-    // `entryPoint` is a module's ENTRYPOINT1 and must stay loaded. The services are those of the
+    // `handler` is a module's ENTRYPOINT1 and must stay loaded. The services are those of the
     // QzLib that this program links; every other byte that a host leaves alone holds `fill`.
-    Instance(VexHandler entryPoint, QzLong filterIndex, unsigned char fill = 0);
+    Instance(VexHandler handler, QzLong filterIndex, unsigned char fill = 0);
     Instance(const Instance&) = delete;
     Instance& operator=(const Instance&) = delete;
 
