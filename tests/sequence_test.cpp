@@ -53,6 +53,7 @@ TEST(SequenceName, NamesFramesAndFindsThemAgain) {
     for (const char* const text :
          {"", "shot.exr", "%s", "%4d", "%00d", "%012d", "##########", "a#/b"})
         EXPECT_FALSE(SequenceName::parse(text)) << text;
+    EXPECT_FALSE(SequenceName::parse(std::string(1000000, '#')));
     const auto name = SequenceName::parse("s.%04d.e");
     for (const char* const other : {"s.007.e", "s.00007.e", "s.-007.e", "s.0x07.e", "s..e", "s.e",
                                     "t.0007.e", "s.0007.f", "s.99999999999.e", ""})
