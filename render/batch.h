@@ -351,12 +351,16 @@ struct BilinearSampler {
         unsigned decided = Lanes::Bits(inside);
         unsigned outside = 0;
         if (decided != allLanes) {
-            const double margin = mapping == Mapping::unwrap ? 1.0 : 1.0 + job.columnError;
-            const auto rowOutside = Lanes::Or(Lanes::Lt(y, Lanes::Set(job.top - 1.0)),
-                                              Lanes::Le(Lanes::Set(job.lastRow + 1.0), y));
-            const auto columnOutside = Lanes::Or(Lanes::Lt(x, Lanes::Set(job.left - margin)),
-                                                 Lanes::Le(Lanes::Set(job.lastColumn + margin), x));
-            outside = Lanes::Bits(rowOutside) | (Lanes::Bits(columnOutside) & ~at.nearCut);
+            outside = Lanes::Bits(Lanes::Or(Lanes::Lt(y, Lanes::Set(job.top - 1.0)),
+                                            Lanes::Le(Lanes::Set(job.lastRow + 1.0), y)));
+            // A whole turn ends on the last column.
+            if (mapping == Mapping::unwrap || job.isTurned) {
+                const double margin = mapping == Mapping::unwrap ? 1.0 : 1.0 + job.columnError;
+                const auto columnOutside =
+                    Lanes::Or(Lanes::Lt(x, Lanes::Set(job.left - margin)),
+                              Lanes::Le(Lanes::Set(job.lastColumn + margin), x));
+                outside |= Lanes::Bits(columnOutside) & ~at.nearCut;
+            }
             if (decided == 0)
                 return {Format::mixed(
                             {Lanes::Set(0.0), Lanes::Set(0.0), Lanes::Set(0.0), Lanes::Set(0.0)},

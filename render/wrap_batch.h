@@ -26,7 +26,8 @@ struct Columns<Mapping::wrap> {
         const auto angle = arctangent<Lanes>(Lanes::Load(offset + at), dy);
         auto turns = (angle + Lanes::Set(3.141592653589793)) * Lanes::Set(0.15915494309189535);
         unsigned nearCut = 0;
-        if (job.isTurned) turns = relative<Lanes>(job, turns, nearCut);
+        if (job.isTurned) [[unlikely]]
+            turns = relative<Lanes>(job, turns, nearCut);
         return {turns * Lanes::Set(geometry.scaleX) + Lanes::Set(geometry.originX), y, nearCut};
     }
 
