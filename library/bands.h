@@ -27,7 +27,8 @@ bool runBands(std::int64_t rows, unsigned threads, const Progress& progress, Wor
     // Low enough to end together and to hear of progress, high enough for a band's own cost, which
     // grows with the rows before it.
     const std::int64_t height = std::max<std::int64_t>(
-        (std::min<std::int64_t>(64, rows / (4 * threads)) + 7) / 8 * 8, rows / 256 + 1);
+        (std::min<std::int64_t>(64, rows / (std::int64_t{4} * threads)) + 7) / 8 * 8,
+        rows / 256 + 1);
     std::atomic<std::uint32_t> next = 0, done = 0;  // bands; every processor counts 32 bits
     std::atomic<bool> stopped = false;
     // Whether there was a band left.

@@ -119,8 +119,8 @@ template <class Buffer>
 constexpr Client withAlpha() {
     using Pixel = typename Buffer::Pixel;
     return {Buffer::bitmapType,
-            sizeof(Pixel),
             Buffer::bitmapType,
+            sizeof(Pixel),
             opaqueIn<Pixel, Buffer>(),
             {QzBitmapTypeRGBAFloat, sizeof(FloatPixel), loadPremultiplied<Pixel>,
              storePremultiplied<Pixel>}};
@@ -129,7 +129,7 @@ constexpr Client withAlpha() {
 template <class Buffer, std::size_t channels>
 constexpr Client withoutAlpha(int code) {
     using Pixel = OpaquePixel<typename Buffer::Pixel, channels>;
-    return {code, sizeof(Pixel), 0, opaqueIn<Pixel, Buffer>(), {}};
+    return {code, 0, sizeof(Pixel), opaqueIn<Pixel, Buffer>(), {}};
 }
 
 constexpr Client withoutAlphas[] = {

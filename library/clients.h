@@ -20,9 +20,9 @@ struct Conversion {
 };
 
 struct Client {
-    int code;  // as in polar.h
-    std::size_t pixelBytes;
+    int code;         // as in polar.h
     unsigned format;  // the QzBitmapType of the same pixels, or 0
+    std::size_t pixelBytes;
     Conversion opaque;
     Conversion premultiplied;  // of formats with alpha alone
 };

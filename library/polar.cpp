@@ -173,7 +173,7 @@ class Call {
         const std::size_t pixelBytes = conversion_->pixelBytes;
         const auto partRowBytes = static_cast<std::size_t>(part.width) * pixelBytes;
         const auto stripRowBytes = static_cast<std::size_t>(out_.size.width) * pixelBytes;
-        const std::int64_t stripRows =
+        const std::int64_t stripRows =  // NOLINTNEXTLINE(clang-analyzer-core.DivideZero)
             std::clamp<std::int64_t>(0x80000 / static_cast<std::int64_t>(stripRowBytes), 8, 4096);
         const unsigned count = threads();
         const auto copy = allocate(partRowBytes, static_cast<std::size_t>(part.height));
@@ -183,6 +183,7 @@ class Call {
             loadRows(part, first, rows, copy.get(), partRowBytes);
         });
         // The copy keeps the coordinates of the original, whose pixel (0, 0) it may lack.
+        // NOLINTNEXTLINE(performance-no-int-to-ptr)
         const Image input{reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(copy.get()) -
                                                   static_cast<std::size_t>(part.y) * partRowBytes -
                                                   static_cast<std::size_t>(part.x) * pixelBytes),
@@ -210,7 +211,7 @@ class Call {
         return std::make_unique_for_overwrite<unsigned char[]>(bytes);
     }
 
-    unsigned char* address(const Picture& picture, std::int64_t column, std::int64_t row) const {
+    static unsigned char* address(const Picture& picture, std::int64_t column, std::int64_t row) {
         return static_cast<unsigned char*>(picture.image.pixels) + row * picture.image.rowBytes +
                column * static_cast<std::int64_t>(picture.client->pixelBytes);
     }
