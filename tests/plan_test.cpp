@@ -19,7 +19,7 @@ extern "C" double atan2(double y, double x) noexcept {
         reinterpret_cast<double (*)(double, double)>(dlsym(RTLD_NEXT, "atan2"));
     if (arctangentShift == 0) return library(y, x);
     const long double exact = std::atan2(static_cast<long double>(y), x);
-    const double rounding = std::ldexp(0.5, std::ilogb(static_cast<double>(exact)) - 52);
+    const double rounding = std::exp2(std::logb(static_cast<double>(exact)) - 53);
     const double allowed = polar::libraryError * 0x1p-51 - rounding;
     return static_cast<double>(exact + arctangentShift * allowed);
 }
