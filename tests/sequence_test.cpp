@@ -15,12 +15,10 @@ using namespace pictures;
 
 TEST(FrameRange, IsReadAsUsersWriteIt) {
     const std::pair<const char*, FrameRange> cases[] = {
-        {"7", {7}},
         {"0", {0}},
         {"5-1", {5, 4, 3, 2, 1}},
         {"1-10x4", {1, 5, 9}},
         {"10-1x4", {10, 6, 2}},
-        {"2-2x9", {2}},
         {"1-3,2-4,9", {1, 2, 3, 4, 9}},
         {"0-2147483647x2147483647", {0, 2147483647}},
     };
