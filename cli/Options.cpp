@@ -38,7 +38,7 @@ void addParsed(CLI::App& command, const std::string& name, std::optional<Value>&
 void addRectangle(CLI::App& command, const std::string& name,
                   std::optional<pictures::Rectangle>& target, const std::string& help) {
     addParsed(command, name, target, pictures::parseRectangle,
-              "WxH+X+Y in whole pixels, W and H 1 or more, X and Y 0 or more", "WxH+X+Y", help);
+              "WxH+X+Y in whole pixels, W and H 1 or more", "WxH+X+Y", help);
 }
 
 void addFrames(CLI::App& command, Paths& paths) {
@@ -110,8 +110,19 @@ void addFileOptions(CLI::App& command, Options& options) {
                                      {"half", Depth::half},
                                      {"float", Depth::float32}},
                                     options.frame.file.depth, "Components of the output");
+    using pictures::AlphaChoice;
+    addChoice<AlphaChoice>(command, "--alpha",
+                           {{"auto", AlphaChoice::automatic},
+                            {"keep", AlphaChoice::keep},
+                            {"drop", AlphaChoice::drop}},
+                           options.frame.file.alpha,
+                           "Alpha in the output; auto: where it had one or something is missing");
+    addParsed(command, "--background", options.frame.file.background, pictures::parseColour,
+              "colour; #rrggbb, #rgb, black, white, a number for grey or three as 0.5,0.25,0, "
+              "1 being the brightest, are accepted",
+              "COLOUR", "Put the picture over it, as #336699, white or 0.2,0.4,0.6");
     addAttributes(command, options.frame.file);
-    command.add_option("--layer", options.frame.layer, "Part or layer of an EXR [R, G, B, A]")
+    command.add_option("--layer", options.frame.layer, "Part, layer or channel of an EXR [all]")
         ->type_name("NAME");
     command.add_flag("--overwrite", options.frame.overwrite,
                      "Let the output replace its own input");

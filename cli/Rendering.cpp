@@ -46,9 +46,17 @@ class LibraryRendering : public Rendering {
         const Rectangle& region = request.region;
         output_.emplace(region.width, region.height, format_);
         const auto [x, y, width, height] = request.source;
-        const polar_rect source{x, y, width, height};
         const polar_rect whole{region.x - x, region.y - y, width, height};
+        polar_rect source{x, y, width, height};
+        const double radiusX = width / 2.0, radiusY = height / 2.0;
+        // That of the source alone, whatever is beside it.
+        const polar_circle circle{radiusX, radiusY, radiusX, radiusY, 0, 0, 0, 0};
         polar_options options{};
+        if (request.repeatsEdges) {
+            ++source.width;
+            ++source.height;
+            options.circle = &circle;
+        }
         options.size = sizeof options;
         options.direction =
             request.filter == Filter::polarToRectangular ? POLAR_UNWRAP : POLAR_WRAP;
@@ -72,6 +80,7 @@ class LibraryRendering : public Rendering {
 class LibraryRenderer : public Renderer {
   public:
     std::string name() const override { return std::string("libpolar ") + polar_version(); }
+    bool canRepeatEdges() const override { return true; }
 
     std::unique_ptr<Rendering> start(QzLong width, QzLong height, QzBitmapType format,
                                      unsigned threads) const override {
@@ -125,6 +134,7 @@ class ModuleRenderer : public Renderer {
     explicit ModuleRenderer(const std::filesystem::path& path) : module_(path) {}
 
     std::string name() const override { return module_.path().string(); }
+    bool canRepeatEdges() const override { return false; }
 
     std::unique_ptr<Rendering> start(QzLong width, QzLong height, QzBitmapType format,
                                      unsigned) const override {

@@ -16,7 +16,9 @@ struct RenderRequest {
     hosting::Filter filter;
     hosting::Sampling sampling;
     pictures::Rectangle source;  // the part that is bent, and the size of the whole result
-    pictures::Rectangle region;  // the part of the result to render
+    pictures::Rectangle region;  // the part of the result to render; may reach outside the input
+    bool repeatsEdges = false;   // the input has a column and a row more than the source, and shows
+                                 // them where the rim falls there; of unwraps
 };
 
 // The render of one frame, with the memory for it. An object is used by one thread at a time.
@@ -39,6 +41,9 @@ class Renderer {
 
     // On one line, what renders.
     virtual std::string name() const = 0;
+
+    // Whether renders can repeat edges.
+    virtual bool canRepeatEdges() const = 0;
 
     // A render from an input of that size and format, in straight alpha. It works on at most
     // `threads` threads; pixels do not depend on their number. Throws std::bad_alloc.

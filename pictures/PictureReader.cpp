@@ -3,6 +3,7 @@
 #include <OpenImageIO/strutil.h>
 
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <system_error>
 #include <type_traits>
@@ -24,94 +25,56 @@ void checkSize(const std::filesystem::path& file, const OIIO::ImageSpec& spec) {
                                   " pixels; 1x1 or more are accepted");
 }
 
-// The index of the channel with that name, or -1.
-int placeOf(const OIIO::ImageSpec& spec, const std::string& name) {
-    const auto same = [&](const std::string& other) { return OIIO::Strutil::iequals(other, name); };
-    const auto found = std::find_if(spec.channelnames.begin(), spec.channelnames.end(), same);
-    return found == spec.channelnames.end() ? -1 : int(found - spec.channelnames.begin());
+// The headers of all parts.
+std::vector<OIIO::ImageSpec> partsOf(OIIO::ImageInput& input) {
+    std::vector<OIIO::ImageSpec> parts;
+    for (OIIO::ImageSpec spec = input.spec(0); spec.format != OIIO::TypeUnknown;
+         spec = input.spec(static_cast<int>(parts.size())))
+        parts.push_back(spec);
+    return parts;
 }
 
-bool hasColour(const OIIO::ImageSpec& spec, const std::string& prefix) {
-    return placeOf(spec, prefix + "R") >= 0 && placeOf(spec, prefix + "G") >= 0 &&
-           placeOf(spec, prefix + "B") >= 0;
-}
-
-std::string partName(const OIIO::ImageSpec& spec) {
-    return std::string(spec.get_string_attribute("oiio:subimagename"));
-}
-
-// The names of the parts, and of the layers, which channel names begin with: "layer.R".
-std::vector<std::string> layersOf(OIIO::ImageInput& input) {
+// The names of the parts, of the layers, which channel names begin with ("layer.R"), and of
+// channels in none that are not the picture's.
+std::vector<std::string> layersOf(const std::vector<OIIO::ImageSpec>& parts) {
     std::set<std::string> layers;
-    OIIO::ImageSpec spec;
-    for (int part = 0; (spec = input.spec(part)).format != OIIO::TypeUnknown; ++part) {
+    for (const OIIO::ImageSpec& spec : parts) {
         layers.insert(partName(spec));
-        for (const std::string& name : spec.channelnames)
-            layers.insert(
-                name.substr(0, name.find('.') == std::string::npos ? 0 : name.rfind('.')));
+        for (const std::string& name : spec.channelnames) {
+            const std::string prefix = layerPrefix(name);
+            if (!prefix.empty())
+                layers.insert(prefix.substr(0, prefix.size() - 1));
+            else if (!isOneOf(name, {"R", "G", "B", "A"}))
+                layers.insert(name);
+        }
     }
     layers.erase("");
     return {layers.begin(), layers.end()};
 }
 
-// Moves `input` to the part with the layer. Returns the prefix of its channel names.
-std::string seekLayer(const std::filesystem::path& file, OIIO::ImageInput& input,
-                      const std::string& layer) {
-    const std::string prefix = layer + ".";
-    OIIO::ImageSpec spec;
-    for (int part = 0; (spec = input.spec(part)).format != OIIO::TypeUnknown; ++part) {
-        const bool prefixed =
-            std::any_of(spec.channelnames.begin(), spec.channelnames.end(),
-                        [&](const std::string& name) { return name.starts_with(prefix); });
-        const bool wanted =
-            layer.empty() ? hasColour(spec, "") : prefixed || partName(spec) == layer;
-        if (wanted && input.seek_subimage(part, 0)) return !layer.empty() && prefixed ? prefix : "";
-    }
-    if (layer.empty()) {
-        input.seek_subimage(0, 0);
-        return "";
-    }
-    const std::vector<std::string> layers = layersOf(input);
-    throw FileError(file, "no layer " + layer + "; " +
-                              (layers.empty() ? "the file has no layers"
-                                              : "it has " + OIIO::Strutil::join(layers, ", ")) +
-                              suggestion(layer, layers));
+// What of a part has that name, if anything.
+std::optional<Layer> layerIn(const OIIO::ImageSpec& spec, const std::string& name) {
+    const auto& names = spec.channelnames;
+    const auto startsSo = [&](const std::string& channel) {
+        return channel.starts_with(name + ".");
+    };
+    if (std::any_of(names.begin(), names.end(), startsSo)) return Layer{name + ".", ""};
+    if (partName(spec) == name) return Layer{};
+    if (std::find(names.begin(), names.end(), name) != names.end()) return Layer{"", name};
+    return {};
 }
 
-// By name if there are such names, else by number: grey, grey and alpha, RGB, RGBA.
-Channels chooseChannels(const std::filesystem::path& file, const OIIO::ImageSpec& spec,
-                        const std::string& prefix) {
-    const auto place = [&](const char* name) { return placeOf(spec, prefix + name); };
-    if (hasColour(spec, prefix))
-        return {spec.nchannels, place("R"), place("G"), place("B"), place("A")};
-    std::vector<int> places;
-    for (int i = 0; i < spec.nchannels; ++i)
-        if (std::string(spec.channel_name(i)).starts_with(prefix)) places.push_back(i);
-    const auto at = [&](std::size_t i) { return places[i]; };
-    switch (places.size()) {
-        case 1:
-            return {spec.nchannels, at(0), at(0), at(0), -1};
-        case 2:
-            return {spec.nchannels, at(0), at(0), at(0), at(1)};
-        case 3:
-            return {spec.nchannels, at(0), at(1), at(2), -1};
-        case 4:
-            return {spec.nchannels, at(0), at(1), at(2), at(3)};
-        default:
-            throw FileError(file, std::to_string(places.size()) +
-                                      " channels, none named R, G, B; 1 to 4 channels, or any "
-                                      "number with those names, are accepted");
-    }
-}
-
-Alpha alphaOf(const OIIO::ImageInput& input, const Channels& channels) {
-    // Some readers hand over straight alpha without saying so.
-    const bool straight = input.spec().get_int_attribute("oiio:UnassociatedAlpha") != 0 ||
-                          isOneOf(input.format_name(), {"jpeg2000", "bmp", "ico"});
-    return channels.alpha < 0 || straight ? Alpha::straight : Alpha::associated;
+// Some readers hand over straight alpha without saying so.
+bool isStraight(const OIIO::ImageSpec& spec, std::string_view fileFormat) {
+    return spec.get_int_attribute("oiio:UnassociatedAlpha") != 0 ||
+           isOneOf(fileFormat, {"jpeg2000", "bmp", "ico"});
 }
 
 }  // namespace
+
+std::string partName(const OIIO::ImageSpec& spec) {
+    return std::string(spec.get_string_attribute("oiio:subimagename"));
+}
 
 std::unique_ptr<OIIO::ImageInput> openPicture(const std::filesystem::path& file) {
     std::error_code error;
@@ -136,56 +99,24 @@ void readSamples(const std::filesystem::path& file, OIIO::ImageInput& input, int
         throw FileError(file, "cannot be read: " + oneLine(complaint));
 }
 
-PictureReader::PictureReader(const std::filesystem::path& file, const std::string& layer)
-    : file_(file), input_(openPicture(file)) {
-    const std::string prefix = seekLayer(file_, *input_, layer);
-    checkSize(file_, spec());
-    channels_ = chooseChannels(file_, spec(), prefix);
-    // Whoever asks for a layer does not expect the others.
-    if (layer.empty()) warnOfUnused();
-    warnOfLostAlpha();
-    alpha_ = alphaOf(*input_, channels_);
-    // The channels between the used ones are read too, the others are not.
-    const int alpha = channels_.alpha < 0 ? channels_.r : channels_.alpha;
-    const auto [first, last] = std::minmax({channels_.r, channels_.g, channels_.b, alpha});
-    firstChannel_ = first;
-    channels_ = {last - first + 1, channels_.r - first, channels_.g - first, channels_.b - first,
-                 std::max(channels_.alpha - first, -1)};
+Rectangle PicturePart::picture() const {
+    if (hasWindow) return {0, 0, spec.full_width, spec.full_height};
+    if (orientation().isTurned()) return {0, 0, spec.height, spec.width};
+    return {0, 0, spec.width, spec.height};
 }
 
-void PictureReader::warnOfUnused() {
-    const int used = (channels_.r == channels_.g ? 1 : 3) + (channels_.alpha < 0 ? 0 : 1);
-    if (channels_.count > used)
-        warnings_.push_back(std::to_string(channels_.count) + " channels; R, G, B" +
-                            (channels_.alpha < 0 ? "" : ", A") + " are used");
+Rectangle PicturePart::data() const {
+    return {spec.x - originX(), spec.y - originY(), spec.width, spec.height};
 }
 
-// The DPX reader skips a sample that is alone in the last 32-bit word of a row of 10-bit samples.
-void PictureReader::warnOfLostAlpha() {
-    if (isOneOf(input_->format_name(), {"dpx"}) && spec().nchannels == 4 && spec().width % 3 == 1 &&
-        spec().get_int_attribute("oiio:BitsPerSample") == 10 &&
-        spec().get_string_attribute("dpx:Packing") != "Packed")
-        warnings_.push_back(
-            "the alpha of the last column is lost: the picture library cannot read it in 10-bit "
-            "DPX of width " +
-            std::to_string(spec().width));
+Orientation PicturePart::orientation() const {
+    return {hasWindow ? 1 : spec.get_int_attribute("Orientation", 1), spec.width, spec.height};
 }
 
-bool PictureReader::hasWindow() const { return isOneOf(input_->format_name(), {"openexr"}); }
-
-Rectangle PictureReader::picture() const {
-    if (hasWindow()) return {0, 0, spec().full_width, spec().full_height};
-    return {0, 0, spec().width, spec().height};
-}
-
-Rectangle PictureReader::data() const {
-    return {spec().x - originX(), spec().y - originY(), spec().width, spec().height};
-}
-
-QzBitmapType PictureReader::format() const {
-    const bool isFloat = std::holds_alternative<std::vector<float>>(makeSamples(spec().format, 0));
+QzBitmapType PicturePart::format() const {
+    const bool isFloat = std::holds_alternative<std::vector<float>>(makeSamples(spec.format, 0));
     const int bits =
-        spec().format == OIIO::TypeDesc::UINT8 ? 8 : spec().get_int_attribute("oiio:BitsPerSample");
+        spec.format == OIIO::TypeDesc::UINT8 ? 8 : spec.get_int_attribute("oiio:BitsPerSample");
     // The formats ascend in depth, so without an exact one it is the deepest of its kind.
     QzBitmapType best{};
     bool isExact = false;
@@ -198,13 +129,89 @@ QzBitmapType PictureReader::format() const {
     return best;
 }
 
-void PictureReader::read(const polar_image& image, unsigned threads) {
+PictureReader::PictureReader(const std::filesystem::path& file, const std::string& layer)
+    : file_(file), input_(openPicture(file)) {
+    if (!layer.empty())
+        addLayer(layer);
+    else if (isOneOf(input_->format_name(), {"openexr"}))
+        addAllParts();
+    else
+        addFirstPart();
+}
+
+void PictureReader::addFirstPart() {
+    const int pages = input_->spec().get_int_attribute("oiio:subimages", 1);
+    if (isOneOf(input_->format_name(), {"tiff"}) && pages > 1)
+        warnings_.push_back(std::to_string(pages) + " pages; the first one is used");
+    addPart(input_->spec(), 0, {});
+}
+
+void PictureReader::addAllParts() {
+    const std::vector<OIIO::ImageSpec> parts = partsOf(*input_);
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        if (parts[i].deep && parts.size() > 1)
+            warnings_.push_back("part " + partName(parts[i]) + " is deep and left out");
+        else
+            addPart(parts[i], static_cast<int>(i), {});
+    }
+}
+
+void PictureReader::addLayer(const std::string& layer) {
+    const std::vector<OIIO::ImageSpec> parts = partsOf(*input_);
+    for (std::size_t i = 0; i < parts.size(); ++i)
+        if (const auto found = layerIn(parts[i], layer))
+            return addPart(parts[i], static_cast<int>(i), *found);
+    const std::vector<std::string> layers = layersOf(parts);
+    throw FileError(file_, "no layer " + layer + "; " +
+                               (layers.empty() ? "the file has no layers"
+                                               : "it has " + OIIO::Strutil::join(layers, ", ")) +
+                               suggestion(layer, layers));
+}
+
+void PictureReader::addPart(const OIIO::ImageSpec& spec, int index, const Layer& layer) {
+    checkSize(file_, spec);
+    const std::string_view fileFormat = input_->format_name();
+    PicturePart part{spec, index, fileFormat == "openexr", 0, 0, {}, Alpha::associated};
+    if (isStraight(spec, fileFormat)) part.alpha = Alpha::straight;
+    part.groups = groupChannels(spec, fileFormat, layer);
+    // The channels between the wanted ones are read too, the others are not.
+    int last = 0;
+    part.firstChannel = spec.nchannels;
+    for (const ChannelGroup& group : part.groups)
+        for (const int channel : {group.at(0), group.at(1), group.at(2), group.alpha}) {
+            if (channel < 0) continue;
+            part.firstChannel = std::min(part.firstChannel, channel);
+            last = std::max(last, channel);
+        }
+    part.channelCount = last - part.firstChannel + 1;
+    for (ChannelGroup& group : part.groups) {
+        for (int& channel : group.colours) channel -= part.firstChannel;
+        if (group.alpha >= 0) group.alpha -= part.firstChannel;
+    }
+    warnOfLostAlpha(spec);
+    parts_.push_back(std::move(part));
+}
+
+// The DPX reader skips a sample that is alone in the last 32-bit word of a row of 10-bit samples.
+void PictureReader::warnOfLostAlpha(const OIIO::ImageSpec& spec) {
+    if (isOneOf(input_->format_name(), {"dpx"}) && spec.nchannels == 4 && spec.width % 3 == 1 &&
+        spec.get_int_attribute("oiio:BitsPerSample") == 10 &&
+        spec.get_string_attribute("dpx:Packing") != "Packed")
+        warnings_.push_back(
+            "the alpha of the last column is lost: the picture library cannot read it in 10-bit "
+            "DPX of width " +
+            std::to_string(spec.width));
+}
+
+Samples PictureReader::read(const PicturePart& part, unsigned threads) {
     input_->threads(static_cast<int>(threads));
     Samples samples = makeSamples(
-        spec().format, spec().image_pixels() * static_cast<std::size_t>(channels_.count));
-    readSamples(file_, *input_, firstChannel_, firstChannel_ + channels_.count, typeOf(samples),
-                dataOf(samples));
-    samplesToImage(samples, channels_, alpha_, data(), image, threads);
+        part.spec.format, part.spec.image_pixels() * static_cast<std::size_t>(part.channelCount));
+    if (!input_->seek_subimage(part.index, 0))
+        throw FileError(file_, "cannot be read: " + oneLine(input_->geterror()));
+    readSamples(file_, *input_, part.firstChannel, part.firstChannel + part.channelCount,
+                typeOf(samples), dataOf(samples));
+    return samples;
 }
 
 }  // namespace pictures

@@ -10,6 +10,7 @@
 
 #include "pictures/FileError.h"
 #include "pictures/Rectangle.h"
+#include "pictures/channels.h"
 #include "pictures/conversion.h"
 
 namespace pictures {
@@ -22,48 +23,69 @@ std::unique_ptr<OIIO::ImageInput> openPicture(const std::filesystem::path& file)
 void readSamples(const std::filesystem::path& file, OIIO::ImageInput& input, int first, int end,
                  const OIIO::TypeDesc& type, void* samples);
 
-// A picture in a file: the named part or layer; without a name the first part with R, G and B, or
-// simply the first.
-class PictureReader {
-  public:
-    // Reads the header. Throws FileError when there is no usable picture.
-    PictureReader(const std::filesystem::path& file, const std::string& layer);
+// A flat picture in a file; most files hold one. Rectangles are in pixels.
+struct PicturePart {
+    OIIO::ImageSpec spec;              // the file's own description; its alpha_channel may be wrong
+    int index;                         // in the file
+    bool hasWindow;                    // a display window, apart from the pixels that are there
+    int firstChannel, channelCount;    // those that are read
+    std::vector<ChannelGroup> groups;  // one or more; channels count from firstChannel
+    Alpha alpha;                       // where a group has alpha
 
-    const std::filesystem::path& file() const { return file_; }
-    // The file's own description; its alpha_channel may be wrong.
-    const OIIO::ImageSpec& spec() const { return input_->spec(); }
-    // What of the file is not used or is lost, each on one line.
-    const std::vector<std::string>& warnings() const { return warnings_; }
-
-    // From (0, 0): the display window of an OpenEXR file, all pixels of any other.
+    // What is to be seen, from (0, 0): the display window, otherwise all pixels, standing upright.
     Rectangle picture() const;
     // Where the picture's first pixel lies in the file's coordinates.
-    QzLong originX() const { return hasWindow() ? spec().full_x : spec().x; }
-    QzLong originY() const { return hasWindow() ? spec().full_y : spec().y; }
-    // Where the file has samples, in pixels of the picture; the rest is transparent.
+    QzLong originX() const { return hasWindow ? spec.full_x : spec.x; }
+    QzLong originY() const { return hasWindow ? spec.full_y : spec.y; }
+    // Where there are samples, as they are stored; the rest is transparent.
     Rectangle data() const;
+    // The same in the picture.
+    Rectangle filled() const { return hasWindow ? data() : picture(); }
+    Orientation orientation() const;
 
     // The format that holds the file's values.
     QzBitmapType format() const;
-    const Channels& channels() const { return channels_; }
-    Alpha alpha() const { return alpha_; }
+    // What the samples of a group are.
+    Stored stored(const ChannelGroup& group) const {
+        return {{channelCount, group.at(0), group.at(1), group.at(2), group.alpha},
+                alpha,
+                data(),
+                orientation()};
+    }
+};
 
-    // Reads the picture into `image`, which has its size and is transparent at first, otherwise as
-    // for samplesToImage. Works on at most `threads` threads, apart from OpenEXR's own. Throws
-    // FileError, and std::bad_alloc when memory is out.
-    void read(const polar_image& image, unsigned threads);
+// The name of a part; empty where the file's format has none.
+std::string partName(const OIIO::ImageSpec& spec);
+
+// The pictures in a file.
+class PictureReader {
+  public:
+    // Reads the headers of the part or layer, or of the part with the channel, of that name; when
+    // the name is empty, of all parts of an OpenEXR file and of the first of any other. Throws
+    // FileError when there is no usable picture.
+    PictureReader(const std::filesystem::path& file, const std::string& layer);
+
+    const std::filesystem::path& file() const { return file_; }
+    // One or more.
+    const std::vector<PicturePart>& parts() const { return parts_; }
+    // What of the file is not used or is lost, each on one line.
+    const std::vector<std::string>& warnings() const { return warnings_; }
+
+    // All channels of a part, interleaved. Works on at most `threads` threads, apart from OpenEXR's
+    // own. Throws FileError, and std::bad_alloc when memory is out.
+    Samples read(const PicturePart& part, unsigned threads);
 
   private:
-    bool hasWindow() const;
-    void warnOfUnused();
-    void warnOfLostAlpha();
+    void addPart(const OIIO::ImageSpec& spec, int index, const Layer& layer);
+    void addFirstPart();
+    void addAllParts();
+    void addLayer(const std::string& layer);
+    void warnOfLostAlpha(const OIIO::ImageSpec& spec);
 
     std::filesystem::path file_;
     std::unique_ptr<OIIO::ImageInput> input_;
+    std::vector<PicturePart> parts_;
     std::vector<std::string> warnings_;
-    int firstChannel_ = 0;
-    Channels channels_{};
-    Alpha alpha_ = Alpha::straight;
 };
 
 }  // namespace pictures

@@ -23,8 +23,6 @@ constexpr const char* outdated[] = {
     "oiio:BitsPerSample",
     "oiio:UnassociatedAlpha",
     "oiio:subimages",
-    "oiio:subimagename",
-    "name",
     "openexr:chunkCount",
     "oiio:ConstantColor",
     "oiio:AverageColor",
@@ -46,9 +44,9 @@ struct Components {
     bool isFloat;
 };
 
-Components componentsOf(const polar_image& image) {
+Components componentsOf(QzBitmapType format) {
     Components components{};
-    visitFormat(static_cast<unsigned>(image.format), [&]<class Buffer>() {
+    visitFormat(format, [&]<class Buffer>() {
         using Pixel = typename Buffer::Pixel;
         components = {Pixel::componentBits, std::is_floating_point_v<typename Pixel::Component>};
     });
@@ -76,17 +74,6 @@ LibraryDepth libraryDepth(Depth depth) {
         default:
             return {OIIO::TypeDesc::FLOAT, 0};
     }
-}
-
-// What the format's writer wants.
-Alpha alphaOf(const OIIO::ImageOutput& output, const PictureReader& original) {
-    const std::string_view fileFormat = output.format_name();
-    if (!output.supports("alpha")) return Alpha::overBlack;
-    if (fileFormat == "tiff") return original.alpha();
-    if (fileFormat == "webp") return Alpha::associatedInLight;  // its writer divides so
-    return isOneOf(fileFormat, {"png", "targa", "jpeg2000", "heif", "bmp", "ico"})
-               ? Alpha::straight
-               : Alpha::associated;
 }
 
 // What the file holds unless the user asks for another depth.
@@ -137,11 +124,9 @@ std::string timeOf(const std::filesystem::path& file) {
     return text;
 }
 
-// The description of `region` of the original as R, G, B and perhaps A.
-OIIO::ImageSpec describe(const OIIO::ImageOutput& output, const PictureReader& original,
-                         const Rectangle& region, const Components& components, Alpha alpha,
-                         const FileSettings& settings) {
-    OIIO::ImageSpec spec = original.spec();
+// Where `region` of a part lies, as far as the output can tell.
+void place(OIIO::ImageSpec& spec, const OIIO::ImageOutput& output, const PicturePart& original,
+           const Rectangle& region) {
     spec.x = original.originX() + region.x;
     spec.y = original.originY() + region.y;
     spec.width = region.width;
@@ -151,33 +136,67 @@ OIIO::ImageSpec describe(const OIIO::ImageOutput& output, const PictureReader& o
         spec.x = std::max(spec.x, 0);
         spec.y = std::max(spec.y, 0);
     }
+    if (original.orientation().isTurned()) {
+        std::swap(spec.full_x, spec.full_y);
+        std::swap(spec.full_width, spec.full_height);
+    }
+    if (spec.find_attribute("Orientation") != nullptr) spec.attribute("Orientation", 1);
     spec.tile_width = spec.tile_height = 0;
-    spec.nchannels = alpha == Alpha::overBlack ? 3 : 4;
+}
+
+// The depths that channels had in the file, where they differ and the output keeps them so.
+void keepDepths(OIIO::ImageSpec& spec, const OutputPart& part) {
+    for (const OutputChannel& channel : part.channels)
+        spec.channelformats.push_back(
+            part.from->spec.channelformat(part.from->firstChannel + channel.from));
+    const auto widest = [](OIIO::TypeDesc a, OIIO::TypeDesc b) { return b.size() > a.size(); };
+    spec.format = *std::max_element(spec.channelformats.begin(), spec.channelformats.end(), widest);
+    if (std::all_of(spec.channelformats.begin(), spec.channelformats.end(),
+                    [&](OIIO::TypeDesc type) { return type == spec.format; }))
+        spec.channelformats.clear();
+}
+
+// The description of `region` of a part of the original, as it is going to be written.
+OIIO::ImageSpec describe(const OIIO::ImageOutput& output, const PictureReader& input,
+                         const OutputPart& part, bool isOnly, const Rectangle& region,
+                         const Components& components, const FileSettings& settings) {
+    const std::string_view format = output.format_name();
+    OIIO::ImageSpec spec = part.from->spec;
+    place(spec, output, *part.from, region);
+    spec.nchannels = static_cast<int>(part.channels.size());
     spec.channelformats.clear();
-    spec.default_channel_names();
+    spec.channelnames.clear();
+    for (const OutputChannel& channel : part.channels) spec.channelnames.push_back(channel.name);
+    spec.alpha_channel = part.alphaChannel;
+    spec.z_channel = -1;
     for (const char* const pattern : outdated) spec.erase_attribute(pattern);
-    const bool wasGrey = original.channels().r == original.channels().g;
-    if (wasGrey) spec.erase_attribute("ICCProfile");
+    if (isOnly)
+        for (const char* const name : {"oiio:subimagename", "name"}) spec.erase_attribute(name);
+    const ChannelGroup& first = part.from->groups.front();
+    const auto& places = part.groups.front().composition.channels;
+    if (first.isGrey() != (places.r == places.g)) spec.erase_attribute("ICCProfile");
     // Else some writers put in the time of writing, and no two runs give the same file.
     if (spec.find_attribute("DateTime") == nullptr)
-        if (const std::string time = timeOf(original.file()); !time.empty())
+        if (const std::string time = timeOf(input.file()); !time.empty())
             spec.attribute("DateTime", time);
-    const bool wasHalf = original.spec().format == OIIO::TypeDesc::HALF;
-    spec.set_format(sampleType(output.format_name(), components, wasHalf));
-    if (alpha == Alpha::straight) spec.attribute("oiio:UnassociatedAlpha", 1);
+    const bool wasHalf = part.from->spec.format == OIIO::TypeDesc::HALF;
+    spec.set_format(sampleType(format, components, wasHalf));
+    if (format == "openexr" && part.from->hasWindow && components.isFloat && !settings.depth)
+        keepDepths(spec, part);
+    if (part.groups.front().composition.alpha == Alpha::straight)
+        spec.attribute("oiio:UnassociatedAlpha", 1);
     if (components.bits % 8 != 0)
         spec.attribute("oiio:BitsPerSample", static_cast<int>(components.bits));
     apply(settings, spec);
-    avoidLosses(output.format_name(), spec);
+    avoidLosses(format, spec);
     return spec;
 }
 
-// What the file does not hold of the picture.
+// What the file does not hold of the picture's depth.
 std::vector<std::string> losses(const OIIO::ImageOutput& output, const Components& components,
-                                Alpha alpha, const FileSettings& settings) {
+                                const FileSettings& settings) {
     std::vector<std::string> found;
     const std::string holds = OIIO::Strutil::upper(output.format_name()) + " holds ";
-    if (alpha == Alpha::overBlack) found.push_back(holds + "no alpha; the picture lies over black");
     const OIIO::TypeDesc type = output.spec().format;
     const auto bits = static_cast<unsigned>(8 * type.size());
     if (settings.depth) {
@@ -225,22 +244,26 @@ std::vector<std::string> extensions() {
 // Some writers do not see that the system stores no more, or that they have failed. Where a file
 // ends too early, its first or its last row is not there, whichever the format puts last.
 void requireReadable(const std::filesystem::path& written, const std::filesystem::path& file,
-                     const OIIO::ImageSpec& wanted) {
+                     const std::vector<OIIO::ImageSpec>& parts) {
     const auto input = OIIO::ImageInput::open(written.string());
     const auto refuse = [&](const std::string& reason) {
         throw FileError(file, "cannot be written: what was written " + reason);
     };
     if (!input) return refuse("cannot be read again: " + oneLine(OIIO::geterror()));
-    const OIIO::ImageSpec& spec = input->spec();
-    if (spec.width != wanted.width || spec.height != wanted.height ||
-        spec.nchannels < wanted.nchannels)
-        return refuse("is another picture; the format may not hold this one");
-    if (spec.tile_width != 0) return;  // as in IFF, whose writer looks
-    std::vector<float> row(static_cast<std::size_t>(spec.width) *
-                           static_cast<std::size_t>(spec.nchannels));
-    for (const int y : {spec.y, spec.y + spec.height - 1})
-        if (!input->read_scanline(y, 0, OIIO::TypeDesc::FLOAT, row.data()))
-            return refuse("cannot be read again: " + oneLine(input->geterror()));
+    for (int part = 0; part < std::ssize(parts); ++part) {
+        const OIIO::ImageSpec& wanted = parts[static_cast<std::size_t>(part)];
+        input->seek_subimage(part, 0);
+        const OIIO::ImageSpec& spec = input->spec();
+        if (spec.width != wanted.width || spec.height != wanted.height ||
+            spec.nchannels < wanted.nchannels)
+            return refuse("is another picture; the format may not hold this one");
+        if (spec.tile_width != 0) return;  // as in IFF, whose writer looks
+        std::vector<float> row(static_cast<std::size_t>(spec.width) *
+                               static_cast<std::size_t>(spec.nchannels));
+        for (const int y : {spec.y, spec.y + spec.height - 1})
+            if (!input->read_scanline(y, 0, OIIO::TypeDesc::FLOAT, row.data()))
+                return refuse("cannot be read again: " + oneLine(input->geterror()));
+    }
 }
 
 }  // namespace
@@ -268,26 +291,41 @@ void PictureWriter::require(bool done) {
                                                         : oneLine(output_->geterror())));
 }
 
-Written PictureWriter::write(const polar_image& image, const Rectangle& region,
-                             const PictureReader& original, const FileSettings& settings,
-                             unsigned threads) {
+void PictureWriter::open(const PictureReader& input, const OutputPlan& plan,
+                         const Rectangle& region, const std::vector<QzBitmapType>& formats,
+                         const FileSettings& settings) {
+    for (std::size_t i = 0; i < plan.parts.size(); ++i)
+        specs_.push_back(describe(*output_, input, plan.parts[i], plan.parts.size() == 1, region,
+                                  componentsOf(formats[i]), settings));
+    const std::string path = temporary_.path().string();
+    require(specs_.size() == 1
+                ? output_->open(path, specs_.front())
+                : output_->open(path, static_cast<int>(specs_.size()), specs_.data()));
+    losses_ = losses(*output_, componentsOf(formats.front()), settings);
+    specs_.front() = output_->spec();
+}
+
+Samples PictureWriter::makeSamples(std::size_t part) const {
+    const OIIO::ImageSpec& spec = specs_[part];
+    return pictures::makeSamples(spec.format,
+                                 spec.image_pixels() * static_cast<std::size_t>(spec.nchannels));
+}
+
+void PictureWriter::write(std::size_t part, Samples& samples, unsigned threads) {
+    if (part > 0)
+        require(output_->open(temporary_.path().string(), specs_[part],
+                              OIIO::ImageOutput::AppendSubimage));
     output_->threads(static_cast<int>(threads));
-    const Components components = componentsOf(image);
-    const Alpha alpha = alphaOf(*output_, original);
-    require(output_->open(temporary_.path().string(),
-                          describe(*output_, original, region, components, alpha, settings)));
-    const OIIO::ImageSpec& spec = output_->spec();
-    Samples samples =
-        makeSamples(spec.format, spec.image_pixels() * static_cast<std::size_t>(spec.nchannels));
-    imageToSamples(image, alpha, samples, threads);
     require(output_->write_image(typeOf(samples), dataOf(samples)));
+}
+
+Written PictureWriter::finish() {
     require(output_->close());
     writeName(output_->format_name(), temporary_.path(), file_);
     if (checked_ == nullptr) temporary_.reserveSpace();
-    requireReadable(temporary_.path(), file_, spec);
+    requireReadable(temporary_.path(), file_, specs_);
     temporary_.moveToTarget();
-    return {std::string(output_->format_name()) + " of " + spec.format.c_str(),
-            losses(*output_, components, alpha, settings)};
+    return {std::string(output_->format_name()) + " of " + specs_.front().format.c_str(), losses_};
 }
 
 }  // namespace pictures

@@ -12,6 +12,7 @@
 #include "pictures/FileSettings.h"
 #include "pictures/PictureReader.h"
 #include "pictures/TemporaryFile.h"
+#include "pictures/outputPlan.h"
 
 namespace pictures {
 
@@ -28,11 +29,27 @@ class PictureWriter {
     // Throws FileError when `file` cannot be written or its extension stands for no format.
     explicit PictureWriter(const std::filesystem::path& file);
 
-    // Writes `image`, as for imageToSamples, with the metadata of the picture that it was made from
-    // and of which it is `region`, and puts the file in its place. Works on at most `threads`
-    // threads, apart from OpenEXR's own. Throws FileError, and std::bad_alloc when memory is out.
-    Written write(const polar_image& image, const Rectangle& region, const PictureReader& original,
-                  const FileSettings& settings, unsigned threads);
+    // How the file is going to hold the pictures of `input`. Throws FileError.
+    OutputPlan plan(const PictureReader& input, const FileSettings& settings,
+                    const std::vector<RenderTraits>& traits) const {
+        return planOutput(input, *output_, file_, settings, traits);
+    }
+
+    // Begins the file, for all parts of the plan: `region` of each, with the metadata of `input`
+    // and rendered in the format of `formats`, one for each part. The plan must outlive the
+    // object's last call. Throws FileError.
+    void open(const PictureReader& input, const OutputPlan& plan, const Rectangle& region,
+              const std::vector<QzBitmapType>& formats, const FileSettings& settings);
+
+    // Room for all samples of a part. Throws std::bad_alloc when memory is out.
+    Samples makeSamples(std::size_t part) const;
+
+    // Writes the samples of a part; parts are written in order. Works on at most `threads` threads,
+    // apart from OpenEXR's own. Throws FileError.
+    void write(std::size_t part, Samples& samples, unsigned threads);
+
+    // Puts the file in its place. Throws FileError.
+    Written finish();
 
   private:
     // Throws FileError unless the last step was `done` and the system stored all bytes so far.
@@ -42,6 +59,8 @@ class PictureWriter {
     TemporaryFile temporary_;  // outlives output_, whose destructor may still write
     std::unique_ptr<CheckedFile> checked_;
     std::unique_ptr<OIIO::ImageOutput> output_;
+    std::vector<OIIO::ImageSpec> specs_;  // of the parts, as the writer takes them
+    std::vector<std::string> losses_;
 };
 
 }  // namespace pictures

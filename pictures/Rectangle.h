@@ -11,8 +11,8 @@ namespace pictures {
 
 using Rectangle = QzRectT<QzLong>;
 
-// "WxH+X+Y", or "WxH" for "WxH+0+0"; in pixels, sizes above 0, offsets 0 or above, all of at most
-// 31 bits. Empty for any other text.
+// "WxH+X+Y", with "-X" or "+-X" for what is left of 0, or "WxH" for "WxH+0+0"; in pixels, sizes
+// above 0, all of at most 31 bits. Empty for any other text.
 std::optional<Rectangle> parseRectangle(std::string_view text);
 
 // "WxH+X+Y".
@@ -21,7 +21,10 @@ std::string toText(const Rectangle& rectangle);
 // What lies in both; width or height is 0 when nothing does.
 Rectangle intersection(const Rectangle& a, const Rectangle& b);
 
-// Whether all of `inner` lies in `outer`, which begins at (0, 0).
+// The smallest rectangle around both, cut to 31 bits of size.
+Rectangle boundingBox(const Rectangle& a, const Rectangle& b);
+
+// Whether all of `inner` lies in `outer`.
 bool contains(const Rectangle& outer, const Rectangle& inner);
 
 // `inner`, moved and then cut as little as possible to lie in `outer`, which begins at (0, 0).

@@ -38,9 +38,7 @@ Value quantize(double value, double unit) {
 
 // What straight colour is multiplied by at alpha `a`; never 0 for a picture with alpha.
 double colourFactor(Alpha alpha, double a) {
-    if (alpha == Alpha::straight) return 1;
-    if (alpha == Alpha::overBlack) return a;
-    if (a == 0) return 1;
+    if (alpha == Alpha::straight || alpha == Alpha::dropped || a == 0) return 1;
     return alpha == Alpha::associatedInLight ? std::pow(a, 1 / 2.2) : a;
 }
 
@@ -54,24 +52,38 @@ void toPixel(const Sample* in, const Channels& channels, Alpha alpha, Pixel& out
     };
     const auto opaque = static_cast<Sample>(sampleUnit<Sample>);
     const Sample a = channels.alpha < 0 ? opaque : in[channels.alpha];
+    const Component alphaOut = convert(a, 1);
+    // Coverage too small for the format: there is nothing to see, and no light either.
+    if (alpha != Alpha::straight && alphaOut == 0 && a != 0) {
+        out.store({});
+        return;
+    }
     const double divisor = colourFactor(alpha, a / sampleUnit<Sample>);
     out.store({convert(in[channels.r], divisor), convert(in[channels.g], divisor),
-               convert(in[channels.b], divisor), convert(a, 1)});
+               convert(in[channels.b], divisor), alphaOut});
 }
 
-// Returns the place after the samples written.
 template <class Pixel, class Sample>
-Sample* fromPixel(const Pixel& in, Alpha alpha, Sample* out) {
-    const auto convert = [](typename Pixel::Component component, double factor) {
+void fromPixel(const Pixel& in, const Composition& composition, Sample* out) {
+    const auto& [channels, alpha, keepsLight, background] = composition;
+    const auto convert = [](typename Pixel::Component component, double factor, double added) {
         if constexpr (sameScale<Pixel, Sample>)
-            if (factor == 1) return component;
-        return quantize<Sample>(component / pixelUnit<Pixel> * factor, sampleUnit<Sample>);
+            if (factor == 1 && added == 0) return component;
+        return quantize<Sample>(component / pixelUnit<Pixel> * factor + added, sampleUnit<Sample>);
     };
     const auto pixel = in.load();
-    const double factor = colourFactor(alpha, pixel.a / pixelUnit<Pixel>);
-    for (const auto component : {pixel.r, pixel.g, pixel.b}) *out++ = convert(component, factor);
-    if (alpha != Alpha::overBlack) *out++ = convert(pixel.a, 1);
-    return out;
+    const double a = pixel.a / pixelUnit<Pixel>;
+    const bool isOver = alpha == Alpha::overBackground;
+    double factor = isOver ? a : colourFactor(alpha, a);
+    if (channels.alpha >= 0) {
+        out[channels.alpha] = convert(pixel.a, 1, 0);
+        // Colour that nothing covers would shine; only light of the file's own does.
+        if (alpha != Alpha::straight && out[channels.alpha] == 0 && !keepsLight) factor = 0;
+    }
+    const auto behind = [&](std::size_t i) { return isOver ? background[i] * (1 - a) : 0; };
+    out[channels.r] = convert(pixel.r, factor, behind(0));
+    out[channels.g] = convert(pixel.g, factor, behind(1));
+    out[channels.b] = convert(pixel.b, factor, behind(2));
 }
 
 // Calls `convert` with each row from `first` to before `end`.
@@ -81,20 +93,31 @@ void forEachRow(QzLong first, QzLong end, unsigned threads, const Convert& conve
         first, end, [&](std::int64_t row) { convert(row); }, static_cast<int>(threads));
 }
 
+// The samples of `stored` that lie in `area`, in stored pixels.
+Rectangle wantedData(const Stored& stored, const Rectangle& area) {
+    return stored.orientation.isUpright() ? intersection(stored.data, area) : stored.data;
+}
+
 }  // namespace
 
-void samplesToImage(const Samples& samples, const Channels& channels, Alpha alpha,
-                    const Rectangle& data, const polar_image& image, unsigned threads) {
-    const Rectangle both = intersection(data, {0, 0, image.width, image.height});
+void samplesToImage(const Samples& samples, const Stored& stored, const Rectangle& area,
+                    const polar_image& image, unsigned threads) {
+    const auto& [channels, alpha, data, orientation] = stored;
+    const Rectangle wanted = wantedData(stored, area);
+    if (wanted.width == 0) return;
     const auto convert = [&]<class Buffer>(const auto* samplesOfData) {
         const Buffer buffer(image.pixels, image.row_bytes);
-        forEachRow(both.y, both.y + both.height, threads, [&](std::int64_t row) {
-            const std::int64_t before = (row - data.y) * data.width + (both.x - data.x);
+        const auto address = [&](std::int64_t column, std::int64_t row) {
+            const auto place = orientation.place(column, row);
+            return buffer.address(place.column - area.x, place.row - area.y);
+        };
+        forEachRow(wanted.y, wanted.y + wanted.height, threads, [&](std::int64_t row) {
+            const std::int64_t before = (row - data.y) * data.width + (wanted.x - data.x);
             const auto* in = samplesOfData + before * channels.count;
-            for (QzLong column = both.x; column < both.x + both.width; ++column) {
-                toPixel(in, channels, alpha, *buffer.at(column, row));
-                in += channels.count;
-            }
+            std::uintptr_t out = address(wanted.x, row);
+            const std::uintptr_t step = address(std::int64_t{wanted.x} + 1, row) - out;
+            for (QzLong i = 0; i < wanted.width; ++i, out += step, in += channels.count)
+                toPixel(in, channels, alpha, *Buffer::pixelAt(out));
         });
     };
     visitFormat(static_cast<unsigned>(image.format), [&]<class Buffer>() {
@@ -103,18 +126,30 @@ void samplesToImage(const Samples& samples, const Channels& channels, Alpha alph
     });
 }
 
-void imageToSamples(const polar_image& image, Alpha alpha, Samples& samples, unsigned threads) {
-    const std::int64_t rowSamples = std::int64_t{image.width} * (alpha == Alpha::overBlack ? 3 : 4);
+void imageToSamples(const polar_image& image, const Composition& composition, Samples& samples,
+                    unsigned threads) {
+    const int count = composition.channels.count;
     const auto convert = [&]<class Buffer>(auto* out) {
         const Buffer buffer(image.pixels, image.row_bytes);
         forEachRow(0, image.height, threads, [&](std::int64_t row) {
-            auto* at = out + row * rowSamples;
-            for (QzLong column = 0; column < image.width; ++column)
-                at = fromPixel(*buffer.at(column, row), alpha, at);
+            auto* at = out + row * image.width * count;
+            for (QzLong column = 0; column < image.width; ++column, at += count)
+                fromPixel(*buffer.at(column, row), composition, at);
         });
     };
     visitFormat(static_cast<unsigned>(image.format), [&]<class Buffer>() {
         std::visit([&](auto& out) { convert.template operator()<Buffer>(out.data()); }, samples);
+    });
+}
+
+void repeatLastPixels(const polar_image& image) {
+    visitFormat(static_cast<unsigned>(image.format), [&]<class Buffer>() {
+        const Buffer buffer(image.pixels, image.row_bytes);
+        const QzLong last = image.width - 1;
+        for (QzLong row = 0; row < image.height; ++row)
+            *buffer.at(last, row) = *buffer.at(last - 1, row);
+        for (QzLong column = 0; column <= last; ++column)
+            *buffer.at(column, image.height - 1) = *buffer.at(column, image.height - 2);
     });
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "library/polar.h"
+#include "pictures/FileSettings.h"
 #include "pictures/Rectangle.h"
 
 namespace pictures {
@@ -20,26 +21,73 @@ enum class Alpha {
     straight,
     associated,         // multiplied; where alpha is 0 it is light without coverage, left alone
     associatedInLight,  // as above, in linear light, gamma being 2.2
-    overBlack           // multiplied, and without alpha
+    overBackground,     // multiplied, over a background, and without alpha
+    dropped             // straight, and without alpha
 };
 
-// Which samples of a pixel are used.
+// Which samples of a pixel are its components.
 struct Channels {
     int count;    // samples of a pixel
     int r, g, b;  // indices; the same one for grey
     int alpha;    // index, or -1: every pixel is opaque
 };
 
-// Images hold straight alpha in one of QzFormats, and their row_bytes are not left to default. Both
+// How the rows of a file lie in the picture, numbered as Exif does: 1 upright, 3 upside down, 6 to
+// be turned clockwise, 8 counterclockwise, the even ones below 6 and 7 mirrored.
+class Orientation {
+  public:
+    // The picture as it is stored has that size, in pixels. Other numbers than 1 to 8 mean 1.
+    Orientation(int exif, QzLong width, QzLong height)
+        : exif_(exif < 1 || exif > 8 ? 1 : exif), lastColumn_(width - 1), lastRow_(height - 1) {}
+
+    bool isUpright() const { return exif_ == 1; }
+    // Whether columns are the picture's rows.
+    bool isTurned() const { return exif_ >= 5; }
+
+    struct Place {
+        std::int64_t column, row;
+    };
+    // Where a stored pixel lies in the picture.
+    Place place(std::int64_t column, std::int64_t row) const {
+        if (exif_ == 2 || exif_ == 3 || exif_ == 7 || exif_ == 8) column = lastColumn_ - column;
+        if (exif_ == 3 || exif_ == 4 || exif_ == 6 || exif_ == 7) row = lastRow_ - row;
+        return isTurned() ? Place{row, column} : Place{column, row};
+    }
+
+  private:
+    int exif_;
+    std::int64_t lastColumn_, lastRow_;
+};
+
+// Images hold straight alpha in one of QzFormats, and their row_bytes are not left to default. All
 // functions round to nearest, clamp to what the target holds and work on at most `threads` threads.
 
-// Writes the pixels of `image` that lie in `data`, a rectangle of its pixels, from samples of all
-// of `data`.
-void samplesToImage(const Samples& samples, const Channels& channels, Alpha alpha,
-                    const Rectangle& data, const polar_image& image, unsigned threads);
+// What samples of a file are: all of `data`, a rectangle of its pixels as they are stored.
+struct Stored {
+    Channels channels;
+    Alpha alpha;
+    Rectangle data;
+    Orientation orientation;
+};
 
-// Writes all pixels of `image` to `samples`, which have room for them: r, g, b and, unless the
-// alpha is overBlack, a.
-void imageToSamples(const polar_image& image, Alpha alpha, Samples& samples, unsigned threads);
+// Writes what lies in `area` of the picture to `image`, which has that size. A rectangle of data
+// that is not all of the picture is upright.
+void samplesToImage(const Samples& samples, const Stored& stored, const Rectangle& area,
+                    const polar_image& image, unsigned threads);
+
+// How pixels become samples.
+struct Composition {
+    Channels channels;  // their places; the others are left as they are
+    Alpha alpha;
+    bool keepsLight = false;  // associated: pixels without alpha keep their colour
+    Colour background{};
+};
+
+// Writes the pixels of `image` into `samples`, which have room for them.
+void imageToSamples(const polar_image& image, const Composition& composition, Samples& samples,
+                    unsigned threads);
+
+// Writes copies of the last column and row but one over the last ones.
+void repeatLastPixels(const polar_image& image);
 
 }  // namespace pictures

@@ -86,7 +86,8 @@ class Cli : public testing::Test {
     void save(const std::string& name, OIIO::ImageSpec spec, const std::vector<float>& some) const {
         std::vector<float> all(spec.image_pixels() * std::size_t(spec.nchannels));
         for (std::size_t i = 0; i < all.size(); ++i) all[i] = some[i % some.size()];
-        spec.attribute("oiio:UnassociatedAlpha", 1);
+        if (spec.find_attribute("oiio:UnassociatedAlpha") == nullptr)
+            spec.attribute("oiio:UnassociatedAlpha", 1);
         const TypeDesc type = std::exchange(spec.format, TypeDesc::FLOAT);
         OIIO::ImageBuf image(spec, all.data());
         image.set_write_format(type);

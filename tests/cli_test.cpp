@@ -12,9 +12,6 @@ namespace {
 
 TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
     save("in.png", {16, 8, 3, TypeDesc::UINT8}, {1, 0, 0});
-    OIIO::ImageSpec unnamed(4, 4, 5, TypeDesc::HALF);
-    unnamed.channelnames = {"a1", "a2", "a3", "a4", "a5"};
-    save("five.exr", unnamed, std::vector<float>(80));
     std::ofstream(folder / "text.png") << "no picture";
     fs::copy(folder / "in.png", folder / "linked.png");
     fs::create_hard_link(folder / "in.png", folder / "same.png");
@@ -23,9 +20,8 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap none.png -o o.png", 1, "none.png: no such file"},
         {"unwrap folder.png -o o.png", 1, "folder.png: is a folder"},
         {"unwrap text.png -o o.png", 1, "text.png: not a readable picture: "},
-        {"unwrap five.exr -o o.png", 1, "five.exr: 5 channels, none named R, G, B; 1 to 4"},
-        {"unwrap in.png -o o.png --source 17x8", 1,
-         "in.png: --source 17x8+0+0 lies outside the picture 16x8+0+0; the nearest inside is 16x8"},
+        {"unwrap in.png -o o.png --region 17x8", 1,
+         "in.png: --region 17x8+0+0 lies outside the picture 16x8+0+0; the nearest inside is 16x8"},
         {"unwrap in.png -o o.exrr", 1, "the extension \"exrr\"; did you mean exr?"},
         {"unwrap in.png -o o.jp2", 1, "o.jp2: cannot be written: what was written cannot be read"},
         {"unwrap in.png -o none/o.png", 1, "none/o.png: cannot be written: No such file or dir"},
@@ -45,7 +41,7 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
     for (const auto& [arguments, status, fragment] : cases) runBadly(arguments, status, fragment);
     EXPECT_EQ(contents(folder / "in.png"), contents(folder / "linked.png"));
     runWell("unwrap in.png -o in.png --overwrite");
-    EXPECT_EQ(load("in.png").nchannels(), 4);
+    EXPECT_NE(contents(folder / "in.png"), contents(folder / "linked.png"));
     fs::permissions(folder / "in.png", fs::perms::none);
     const std::string lessRights = "setpriv --bounding-set=-dac_override,-dac_read_search";
     runBadly("wrap in.png -o o.png", 1,

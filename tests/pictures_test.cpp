@@ -72,44 +72,179 @@ TEST_F(Cli, FormatsWithoutAlphaOrDepthSayWhatTheyLose) {
     EXPECT_EQ(load("o.png").nativespec().format, TypeDesc::UINT16);
 }
 
-TEST_F(Cli, ChannelsAreChosenByNumberOrByName) {
+// Unwrapping 8x8 pixels, the second row's third pixel lies half way between two columns. Colour is
+// weighted by its own alpha, the rest is plain numbers; names stay.
+TEST_F(Cli, ChannelsKeepTheirMeaning) {
     using Floats = std::vector<float>;
-    using Names = std::vector<std::string>;
-    const std::tuple<std::string, Names, Floats, std::string, Floats> cases[] = {
-        {"grey.tif", {"Y"}, {0.2f}, "", {0.2f, 0.2f, 0.2f, 1}},
-        {"greyAlpha.png", {"Y", "A"}, {0.2f, 0.6f}, "", {0.12f, 0.12f, 0.12f, 0.6f}},
-        {"rgb.png", {"R", "G", "B"}, {0.2f, 0.4f, 0.6f}, "", {0.2f, 0.4f, 0.6f, 1}},
-        {"z.exr", {"Z", "G", "B", "R", "A", "id"}, {9, 0, 0.5f, 1, 1, 9}, "-q", {1, 0, 0.5f, 1}},
-        {"a.exr", {"a.R", "a.G", "a.B", "R", "G", "B"}, {1, 0, 0, 0, 1, 0}, "-q", {0, 1, 0, 1}},
-        {"b.exr", {"b.R", "b.G", "b.B", "R"}, {1, 0, 0, 0}, "--layer b", {1, 0, 0, 1}},
+    const std::tuple<std::string, std::string, Floats, std::string, std::string, Floats> cases[] = {
+        {"grey.tif", "Y", {0.2f, 0.4f}, "", "Y", {0.3f}},
+        {"greyAlpha.png", "Y,A", {0.4f, 0, 0.2f, 1}, "", "Y,A", {0.1f, 0.5f}},
+        {"plain.tif", "U,V", {0.2f, 0, 0.6f, 1}, "", "R,G", {0.4f, 0.5f}},
+        {"uv.exr", "U,V", {-1, 0, 2, 1}, "", "U,V", {0.5f, 0.5f}},
+        {"z.exr", "Z", {3, 5}, "", "Z", {4}},
+        {"normal.exr", "X,Y,Z", {1, 2, 3, 3, 4, 5}, "", "X,Y,Z", {2, 3, 4}},
+        {"grey.exr", "Y,A", {1, 0, 0.5f, 1}, "", "Y,A", {0.25f, 0.5f}},
+        {"five.exr", "k,l,m,n,o", {1, 2, 3, 4, 5, 3, 4, 5, 6, 7}, "", "k,l,m,n,o", {2, 3, 4, 5, 6}},
+        {"all.exr",
+         "R,G,B,A,N.x,s.R,s.G,s.B,s.A,t.R,t.G,t.B",
+         {9, 9, 9, 0, 2, 0, 1, 0, 1, 1, 1, 1, 1, 0.5f, 0, 1, 4, 9, 9, 9, 0, 3, 4, 5},
+         "",
+         "R,G,B,A,N.x,s.R,s.G,s.B,s.A,t.R,t.G,t.B",
+         {0.5f, 0.25f, 0, 0.5f, 3, 0, 0.5f, 0, 0.5f, 2, 2.5f, 3}},
+        {"b.exr", "R,b.R,b.G,b.B", {9, 1, 0, 0.5f}, "--layer b", "R,G,B", {1, 0, 0.5f}},
+        {"c.exr", "R,c.Z,c.y", {9, 1, 2}, "--layer c.y", "c.y", {2}},
     };
-    for (const auto& [file, names, in, options, out] : cases) {
-        OIIO::ImageSpec spec(8, 8, int(names.size()), TypeDesc::FLOAT);
-        spec.channelnames = names;
+    for (const auto& [file, names, in, options, outNames, out] : cases) {
+        const auto channels = OIIO::Strutil::splits(names, ",");
+        OIIO::ImageSpec spec(8, 8, int(channels.size()), TypeDesc::FLOAT);
+        spec.channelnames = channels;
+        if (channels.back() == "A") spec.alpha_channel = 1;
         save(file, spec, in);
-        runWell("wrap " + file + " -o o.exr --depth float " + options);
-        expectNear(pixel(load("o.exr"), 4, 4), out, 1e-6, file);
+        runWell("unwrap " + file + " -o o.exr --depth float " + options);
+        const OIIO::ImageBuf result = load("o.exr");
+        EXPECT_EQ(OIIO::Strutil::join(result.spec().channelnames, ","), outNames) << file;
+        std::vector<float> samples(out.size());
+        result.getpixel(2, 1, samples.data(), int(out.size()));
+        expectNear(samples, out, 3e-3, file);
     }
-    EXPECT_EQ(run("wrap z.exr -o o.exr").err, "polar: z.exr: 6 channels; R, G, B, A are used\n");
+    EXPECT_EQ(run("unwrap all.exr -o o.png -q").all(), "0");
+    EXPECT_EQ(run("unwrap all.exr -o o.tif").all(), "0");
+    EXPECT_EQ(load("o.tif").nchannels(), 12);
+    EXPECT_TRUE(run("unwrap all.exr -o o.png")
+                    .err.starts_with("polar: o.png: PNG holds one picture; not written: s.R, s.G"));
+    runBadly("unwrap uv.exr -o x.png", 1, "x.png: PNG holds no pairs of channels that are no");
 }
 
-TEST_F(Cli, PartsAreChosenByColourOrByName) {
-    OIIO::ImageSpec parts[] = {{8, 8, 1, TypeDesc::FLOAT}, {8, 8, 3, TypeDesc::FLOAT}};
-    parts[0].channelnames = {"Z"};
+TEST_F(Cli, AllPartsOrTheOneAskedForAreRendered) {
+    OIIO::ImageSpec parts[] = {{8, 8, 2, TypeDesc::FLOAT}, {8, 8, 3, TypeDesc::HALF}};
+    parts[0].channelnames = {"Z", "id"};
+    parts[0].channelformats = {TypeDesc::FLOAT, TypeDesc::UINT32};
     parts[0].attribute("oiio:subimagename", "depth");
     parts[1].attribute("oiio:subimagename", "colour");
     const auto output = OIIO::ImageOutput::create("exr");
     const std::string file = (folder / "in.exr").string();
-    const std::vector<float> half(64, 0.5f), one(192, 1);
-    ASSERT_TRUE(output->open(file, 2, parts) && output->write_image(TypeDesc::FLOAT, half.data()) &&
+    const std::vector<float> depth(128, 1.0f / 3), one(192, 1);
+    ASSERT_TRUE(output->open(file, 2, parts) &&
+                output->write_image(TypeDesc::FLOAT, depth.data()) &&
                 output->open(file, parts[1], OIIO::ImageOutput::AppendSubimage) &&
                 output->write_image(TypeDesc::FLOAT, one.data()) && output->close());
-    runWell("wrap in.exr -o colour.exr");
-    runWell("wrap in.exr -o depth.exr --layer depth");
-    EXPECT_EQ(pixel(load("colour.exr"), 4, 4), (std::vector<float>{1, 1, 1, 1}));
-    EXPECT_EQ(pixel(load("depth.exr"), 4, 4), (std::vector<float>{0.5f, 0.5f, 0.5f, 1}));
+    runWell("unwrap in.exr -o all.exr");
+    const auto all = OIIO::ImageInput::open((folder / "all.exr").string());
+    EXPECT_EQ(all->spec(0).channelformat(0), TypeDesc::FLOAT);
+    EXPECT_EQ(all->spec(0).channelformat(1), TypeDesc::UINT32);
+    EXPECT_EQ(all->spec(1).format, TypeDesc::HALF);
+    EXPECT_EQ(all->spec(1).get_string_attribute("oiio:subimagename"), "colour");
+    EXPECT_EQ(pixel(load("all.exr"), 4, 4)[0], 1.0f / 3);
+    EXPECT_EQ(run("wrap in.exr -o o.png").err,
+              "polar: o.png: PNG holds one part; not written: depth (Z, id)\n"
+              "polar: o.png: PNG holds 16 bits a component; the picture has floats\n");
+    EXPECT_EQ(pixel(load("o.png"), 4, 4), (std::vector<float>{1, 1, 1, 1}));
+    runWell("wrap in.exr -o z.exr --layer depth");
+    EXPECT_EQ(load("z.exr").nchannels(), 2);
     runBadly("wrap in.exr -o x.exr --layer colours", 1,
-             "in.exr: no layer colours; it has colour, depth; did you mean colour?");
+             "in.exr: no layer colours; it has Z, colour, depth, id; did you mean colour?");
+}
+
+// Half of an alpha of 1 is none, and would let white shine over everything; what shines in the file
+// stays where pixels are only moved.
+TEST_F(Cli, WhatIsNotCoveredDoesNotShine) {
+    const std::vector<float> rim{1 / 255.f, 1 / 255.f, 1 / 255.f, 1 / 255.f, 0, 0, 0, 0};
+    const std::vector<float> light{0.4f, 0.2f, 0, 0};
+    for (const std::string type : {"tif", "dpx", "sgi", "rla", "iff"}) {
+        OIIO::ImageSpec spec(8, 8, 4, TypeDesc::UINT8);
+        spec.attribute("oiio:UnassociatedAlpha", 0);
+        save("rim." + type, spec, rim);
+        save("light." + type, spec, light);
+        runWell("unwrap rim." + type + " -o o." + type);
+        EXPECT_EQ(pixel(load("o." + type, true), 2, 1), std::vector<float>(4)) << type;
+        runWell("unwrap light." + type + " -o o." + type + " --sampling nearest");
+        expectNear(pixel(load("o." + type, true), 2, 1), light, 1e-6, type);
+    }
+    save("deep.tif", {8, 8, 4, TypeDesc::UINT16}, {1, 1, 1, 100 / 65535.f});
+    runWell("unwrap deep.tif -o o.exr --format rgba8");
+    EXPECT_EQ(pixel(load("o.exr"), 2, 1), std::vector<float>(4));
+    save("hidden.png", {8, 8, 4, TypeDesc::UINT8}, {1, 1, 1, 0});
+    runWell("unwrap hidden.png -o o.exr --sampling nearest");
+    EXPECT_EQ(pixel(load("o.exr"), 2, 1), std::vector<float>(4));
+}
+
+// Quarters of 0.2, 0.4 over 0.6, 0.8 as they are stored, and as the tag has them stand: top left,
+// top right, bottom left, bottom right.
+TEST_F(Cli, PicturesAreTurnedFirst) {
+    const std::vector<float> upright[] = {{0.2f, 0.4f, 0.6f, 0.8f}, {0.4f, 0.2f, 0.8f, 0.6f},
+                                          {0.8f, 0.6f, 0.4f, 0.2f}, {0.6f, 0.8f, 0.2f, 0.4f},
+                                          {0.2f, 0.6f, 0.4f, 0.8f}, {0.6f, 0.2f, 0.8f, 0.4f},
+                                          {0.8f, 0.4f, 0.6f, 0.2f}, {0.4f, 0.8f, 0.2f, 0.6f}};
+    std::vector<float> stored;
+    for (int i = 0; i < 32 * 16; ++i)
+        stored.push_back(0.2f + 0.2f * float(i % 32 / 16) + 0.4f * float(i / 256));
+    for (int tag = 1; tag <= 8; ++tag)
+        for (const std::string type : {"jpg", "tif"}) {
+            OIIO::ImageSpec spec(32, 16, 1, TypeDesc::UINT8);
+            spec.attribute("Orientation", tag);
+            save("in." + type, spec, stored);
+            runWell("unwrap in." + type + " -o o." + type);
+            const OIIO::ImageBuf out = load("o." + type);
+            const int width = tag > 4 ? 16 : 32;
+            EXPECT_EQ(out.spec().width, width);
+            EXPECT_EQ(out.spec().get_int_attribute("Orientation", 1), 1);
+            std::vector<float> found;  // columns go from the top counterclockwise
+            for (const int eighth : {1, 7, 3, 5})
+                found.push_back(pixel(out, eighth * width / 8, out.spec().height / 2)[0]);
+            expectNear(found, upright[tag - 1], 0.02, type + std::to_string(tag));
+        }
+}
+
+// Alpha comes only where something can be missing; the colours are those of the picture with it.
+TEST_F(Cli, OpaquePicturesStayOpaque) {
+    OIIO::ImageSpec grey(30, 40, 1, TypeDesc::UINT8);
+    const std::vector<unsigned char> profile(132, 7);
+    grey.attribute("ICCProfile", TypeDesc(TypeDesc::UINT8, 132), profile.data());
+    save("grey.tif", grey, {0.2f});
+    save("rgb.png", {30, 40, 3, TypeDesc::UINT8}, scattered(255, 3));
+    save("rgba.png", {30, 40, 4, TypeDesc::UINT8}, {1, 1, 1, 0});
+    using Floats = std::vector<float>;
+    const std::tuple<std::string, int, Floats> cases[] = {
+        // channels, last pixel of the last row
+        {"unwrap grey.tif", 1, {0.2f, 1, 1, 1}},
+        {"unwrap grey.tif --sampling nearest", 1, {0.2f, 1, 1, 1}},
+        {"wrap grey.tif", 2, {0, 0, 1, 1}},
+        {"wrap grey.tif --background 0.4", 1, {0.4f, 1, 1, 1}},
+        {"wrap grey.tif --background '#ff3300'", 3, {1, 0.2f, 0, 1}},
+        {"wrap rgb.png", 4, {0, 0, 0, 0}},
+        {"wrap rgb.png --alpha drop", 3, {0, 0, 0, 1}},
+        {"wrap rgb.png --background 1,0.4,0 --alpha keep", 4, {0, 0, 0, 0}},
+        {"wrap rgba.png --background white", 3, {1, 1, 1, 1}},
+        {"unwrap rgb.png --source 30x40-3+0", 4, {}},
+        {"unwrap rgb.png --source 20x20 --sampling nearest", 4, {}},
+        {"unwrap rgb.png --alpha keep", 4, {}},
+    };
+    for (const auto& [arguments, channels, last] : cases) {
+        runWell(arguments + " -o o.tif");
+        EXPECT_EQ(load("o.tif").nchannels(), channels) << arguments;
+        if (!last.empty()) expectNear(pixel(load("o.tif"), 29, 39), last, 1e-6, arguments);
+        EXPECT_EQ(load("o.tif").spec().find_attribute("ICCProfile") != nullptr, channels < 3);
+    }
+    for (const std::string sampling : {"bilinear", "nearest"}) {
+        const std::string unwrap = "unwrap rgb.png --sampling " + sampling + " -o ";
+        runWell(unwrap + "a.png --alpha keep");
+        runWell(unwrap + "b.png");
+        const OIIO::ImageBuf with = load("a.png"), without = load("b.png");
+        EXPECT_EQ(without.nchannels(), 3);
+        int missing = 0;
+        for (int i = 0; i < 30 * 40; ++i) {
+            const Floats a = pixel(with, i % 30, i / 30), b = pixel(without, i % 30, i / 30);
+            missing += a[3] == 0;
+            if (a[3] > 0)
+                ASSERT_EQ(Floats(a.begin(), a.begin() + 3), Floats(b.begin(), b.begin() + 3));
+            else
+                EXPECT_NE(b, (Floats{0, 0, 0, 1}));
+        }
+        EXPECT_EQ(missing > 0, sampling == "nearest");
+    }
+    runWell("unwrap rgb.png -o o.jpg");
+    for (const std::string colour : {"#12345", "red", "1,2", "1,2,3,4", "nan", "", "#12345g"})
+        runBadly("wrap rgb.png -o o.png --background '" + colour + "'", 2, "is no colour; #rrggbb");
 }
 
 TEST_F(Cli, RegionIsTheCropOfTheWholeAndKeepsItsPlaceAndMetadata) {
@@ -127,6 +262,26 @@ TEST_F(Cli, RegionIsTheCropOfTheWholeAndKeepsItsPlaceAndMetadata) {
         EXPECT_EQ(part.roi_full(), OIIO::ROI(0, 200, 0, 100, 0, 1, 0, 4));
         EXPECT_EQ(part.spec().get_string_attribute("Artist"), "somebody");
     }
+}
+
+// What an OpenEXR file has outside of its window is seen where a source reaches there.
+TEST_F(Cli, OverscanIsSource) {
+    OIIO::ImageSpec spec(16, 16, 3, TypeDesc::FLOAT);
+    spec.x = spec.y = -4;
+    spec.full_width = spec.full_height = 8;
+    std::vector<float> samples;  // green in the window, red around it
+    for (int i = 0; i < 256; ++i) {
+        const bool inside = i % 16 / 4 % 3 != 0 && i / 64 % 3 != 0;
+        samples.insert(samples.end(), {inside ? 0.f : 1, inside ? 1.f : 0, 0});
+    }
+    save("in.exr", spec, samples);
+    runWell("unwrap in.exr -o o.exr --sampling nearest --source 16x16-4-4");
+    EXPECT_EQ(load("o.exr").roi(), OIIO::ROI(0, 8, 0, 8, 0, 1, 0, 3));
+    EXPECT_EQ(pixel(load("o.exr"), 0, 0),
+              (std::vector<float>{0, 1, 0, 1}));  // 2 left of the centre
+    EXPECT_EQ(pixel(load("o.exr"), 0, 7), (std::vector<float>{1, 0, 0, 1}));  // 5.5 left of it
+    runBadly("unwrap in.exr -o o.exr --source 4x4-4-4", 1,
+             "--source 4x4-4-4 has nothing of the pi");
 }
 
 // Where an OpenEXR file has no samples it is transparent, and what lies outside its window is not

@@ -58,12 +58,13 @@ TEST(SequenceName, NamesFramesAndFindsThemAgain) {
 }
 
 TEST(Rectangle, IsReadAsUsersWriteIt) {
-    for (const char* const text : {"8x9+0+0", "1x1+2147483647+7", "2147483647x2147483647+1+2"})
+    for (const char* const text : {"8x9+0+0", "1x1+2147483647-7", "2147483647x2147483647-1+2"})
         EXPECT_EQ(toText(parseRectangle(text).value()), text);
     EXPECT_EQ(toText(parseRectangle("8x9").value()), "8x9+0+0");
+    EXPECT_EQ(toText(parseRectangle("8x9+-1-2").value()), "8x9-1-2");
     for (const char* const text :
          {"",     "8",     "8x",     "x8",        "8x-8",     "-8x8",        "0x8",
-          "8x0",  "8x8+1", "8x8+1+", "8x8+1+2+3", "8x8+-1+0", "8x8+0+0junk", " 8x8",
+          "8x0",  "8x8+1", "8x8+1+", "8x8+1+2+3", "8x8--1+0", "8x8+0+0junk", " 8x8",
           "8 x8", "+8x8",  "8X8",    "8.5x8",     "0x10x8",   "2147483648x1"})
         EXPECT_FALSE(parseRectangle(text)) << text;
 }

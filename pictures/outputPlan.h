@@ -1,0 +1,49 @@
+// What of a picture file goes into a file of another format, and how.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "pictures/FileSettings.h"
+#include "pictures/PictureReader.h"
+
+namespace pictures {
+
+// What a render does to opaque pictures and to single pixels.
+struct RenderTraits {
+    bool showsNothing;  // places where there is no source can be seen
+    bool keepsPixels;   // pixels are moved as they are, not mixed
+};
+
+// A group of channels and where it goes.
+struct OutputGroup {
+    const ChannelGroup* from;
+    Composition composition;
+};
+
+// A channel of a file.
+struct OutputChannel {
+    std::string name;
+    int from;  // the channel of the part that has its depth, counted from firstChannel
+};
+
+// A picture of the output.
+struct OutputPart {
+    const PicturePart* from;
+    std::vector<OutputGroup> groups;
+    std::vector<OutputChannel> channels;
+    int alphaChannel = -1;  // index
+};
+
+struct OutputPlan {
+    std::vector<OutputPart> parts;      // one or more; they refer to the reader's
+    std::vector<std::string> warnings;  // what is not written, each on one line
+};
+
+// How `output`'s format holds the pictures of `input`: all parts and channels where it can,
+// otherwise the picture alone. Throws FileError, for `file`, when it cannot hold them.
+OutputPlan planOutput(const PictureReader& input, const OIIO::ImageOutput& output,
+                      const std::filesystem::path& file, const FileSettings& settings,
+                      const std::vector<RenderTraits>& traits);
+
+}  // namespace pictures
