@@ -42,9 +42,11 @@ void addRectangle(CLI::App& command, const std::string& name,
 }
 
 void addFrames(CLI::App& command, Paths& paths) {
-    addParsed(command, "--frames", paths.frames, sequences::parseFrameRange,
-              "1-100, 1-100x4, 5-1, 7 or several of these with commas, at most 1000000 frames",
-              "RANGE", "Frames of a name with %04d or ####, as 1-100, 1-100x4, 5-1,7 [all found]");
+    addParsed(
+        command, "--frames", paths.frames, sequences::parseFrameRange,
+        "1-100, 1-100x4, 5-1, -5--1, 7 or several of these with commas, at most 1000000 frames",
+        "RANGE",
+        "Frames of a name with %04d, ####, @@@@ or $F4, as 1-100, 1-100x4, 5-1,7 [all found]");
 }
 
 template <class Value>

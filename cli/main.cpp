@@ -84,10 +84,11 @@ bool run(const Options& options) {
         return true;
     }
     const auto& [inputs, output, range] = options.paths;
-    const Pairs pairs = sequences::listFilePairs(inputs, output, range);
+    const Messages messages(options.verbosity);
+    const auto [pairs, warnings] = sequences::listFilePairs(inputs, output, range);
+    for (const auto& [file, text] : warnings) messages.warning(file, text);
     if (options.command == Command::compare) return compareAll(pairs, options);
     if (options.dryRun) return listRun(pairs);
-    const Messages messages(options.verbosity);
     const auto renderer =
         options.plugin ? makeModuleRenderer(*options.plugin) : makeLibraryRenderer();
     return renderFrames(*renderer, pairs, options.frame, options.run, messages);

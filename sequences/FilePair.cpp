@@ -42,15 +42,15 @@ void refuseRepeatedOutputs(const std::vector<FilePair>& pairs) {
 
 }  // namespace
 
-std::vector<FilePair> listFilePairs(const std::vector<fs::path>& inputs, const fs::path& output,
-                                    const std::optional<FrameRange>& range) {
+FileList listFilePairs(const std::vector<fs::path>& inputs, const fs::path& output,
+                       const std::optional<FrameRange>& range) {
     const bool toFolder = isFolderName(output);
     if (inputs.size() > 1 && !toFolder)
         throw UsageError("several inputs need an output folder; " + output.string() +
                          " does not end in '/'");
-    std::vector<FilePair> pairs;
+    FileList list;
     const auto add = [&](const fs::path& from, const fs::path& to) {
-        pairs.push_back({from, toFolder ? output / from.filename() : to});
+        list.pairs.push_back({from, toFolder ? output / from.filename() : to});
     };
     for (const fs::path& input : inputs) {
         const auto from = sequenceOf(input);
@@ -58,16 +58,22 @@ std::vector<FilePair> listFilePairs(const std::vector<fs::path>& inputs, const f
         if (!from) {
             if (range)
                 throw UsageError("--frames needs a name like shot.%04d.exr; not " + input.string());
+            if (sequenceOf(output))
+                throw UsageError(output.string() + " stands for numbered files; " + input.string() +
+                                 " is a single one");
             add(input, output);
             continue;
         }
         if (!to && !toFolder)
             throw UsageError(output.string() + " has no place for the frame number, such as %04d");
-        for (const int frame : framesOf(*from, input, range))
-            add(from->at(frame), to ? to->at(frame) : output);
+        const FrameRange frames = framesOf(*from, input, range);
+        const std::string holes = range ? "" : holesIn(frames);
+        if (!holes.empty())
+            list.warnings.emplace_back(input, "frames " + holes + " are not on disk");
+        for (const int frame : frames) add(from->at(frame), to ? to->at(frame) : output);
     }
-    refuseRepeatedOutputs(pairs);
-    return pairs;
+    refuseRepeatedOutputs(list.pairs);
+    return list;
 }
 
 }  // namespace sequences

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "sequences/FrameRange.h"
@@ -22,12 +23,17 @@ class UsageError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// What a run works on, and what of it the user may not expect: a file and a line about it.
+struct FileList {
+    std::vector<FilePair> pairs;
+    std::vector<std::pair<std::filesystem::path, std::string>> warnings;
+};
+
 // Pairs every input with its output. A path with a place for the frame number stands for the frames
 // of `range`, without one for the frames on disk; if a file has literally that name, for that file.
 // An output that ends in '/' is a folder, its files are named like the inputs. Throws UsageError
 // when the paths do not fit together, pictures::FileError when no frame exists.
-std::vector<FilePair> listFilePairs(const std::vector<std::filesystem::path>& inputs,
-                                    const std::filesystem::path& output,
-                                    const std::optional<FrameRange>& range);
+FileList listFilePairs(const std::vector<std::filesystem::path>& inputs,
+                       const std::filesystem::path& output, const std::optional<FrameRange>& range);
 
 }  // namespace sequences

@@ -4,13 +4,10 @@
 #include <climits>
 #include <regex>
 #include <system_error>
-
-#include "pictures/takeNumber.h"
-
 namespace sequences {
 
 std::optional<SequenceName> SequenceName::parse(const std::filesystem::path& path) {
-    static const std::regex place("(%(0([1-9]))?d|#+)");
+    static const std::regex place(R"(%(?:0([1-9]))?d|\$F([1-9])?(?![A-Za-z0-9])|#+|@@+)");
     const std::string name = path.filename();
     if (name.size() > NAME_MAX) return {};  // no such file can exist, and std::regex recurses
     std::smatch found;
@@ -20,17 +17,20 @@ std::optional<SequenceName> SequenceName::parse(const std::filesystem::path& pat
     SequenceName sequence;
     sequence.folder_ = path.parent_path();
     sequence.before_ = name.substr(0, static_cast<std::size_t>(found.position()));
-    sequence.after_ = name.substr(static_cast<std::size_t>(found.position() + found.length()));
-    const bool isPercent = name[static_cast<std::size_t>(found.position())] == '%';
-    sequence.width_ = isPercent ? (found[3].matched ? std::stoi(found[3]) : 1)
-                                : (found.length() == 1 ? 4 : static_cast<int>(found.length()));
+    sequence.after_ = found.suffix();
+    const std::string mark = found.str(), digits = found.str(1) + found.str(2);
+    const bool isRun = mark[0] == '#' || mark[0] == '@';
+    sequence.width_ = mark == "#"      ? 4
+                      : isRun          ? int(mark.size())
+                      : digits.empty() ? 1
+                                       : std::stoi(digits);
     return sequence;
 }
 
 std::filesystem::path SequenceName::at(int frame) const {
     std::string number = std::to_string(frame);
-    number.insert(
-        0, static_cast<std::size_t>(std::max(0, width_ - static_cast<int>(number.size()))), '0');
+    const int zeros = std::max(0, width_ - static_cast<int>(number.size()));
+    number.insert(frame < 0 ? 1 : 0, static_cast<std::size_t>(zeros), '0');
     return folder_ / (before_ + number + after_);
 }
 
@@ -41,7 +41,7 @@ std::optional<int> SequenceName::frameOf(std::string_view fileName) const {
     std::string_view number = fileName;
     number.remove_prefix(before_.size());
     number.remove_suffix(after_.size());
-    const auto frame = pictures::takeNumber(number);
+    const auto frame = takeFrame(number);
     // The other spellings of a number, such as more zeros, are other files.
     if (!frame || at(*frame).filename() != fileName) return {};
     return frame;

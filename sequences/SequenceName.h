@@ -11,7 +11,9 @@
 namespace sequences {
 
 // A path whose file name has a place for the frame number: "%d", "%04d" (any width from 1 to 9),
-// "#" (four digits) or "###" (as many digits as marks, up to 9). Of several the last one counts.
+// "$F", "$F4" (likewise), "#" (four digits), "###" or "@@@" (as many digits as marks, up to 9; a
+// lone "@" is none, it often stands in names). Of several the last one counts. As with printf, a
+// minus takes the place of a digit.
 class SequenceName {
   public:
     // Empty when the file name has no such place.
@@ -28,7 +30,7 @@ class SequenceName {
   private:
     std::filesystem::path folder_;
     std::string before_, after_;  // of the number, in the file name
-    int width_ = 0;               // digits, at least
+    int width_ = 0;               // of the number, at least
 };
 
 }  // namespace sequences

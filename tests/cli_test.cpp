@@ -33,6 +33,7 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap in.png linked.png in.png -o none/", 2, "none/in.png would be written twice"},
         {"unwrap in.%d.png -o o.%d.png", 1,
          "in.%d.png: no frame matches; the first would be in.1.png"},
+        {"unwrap in.png -o o.%d.png", 2, "o.%d.png stands for numbered files; in.png is a single"},
         {"unwrap in.%d.png -o o.png --frames 1", 2, "o.png has no place for the frame number"},
         {"unwrap in.png -o o.png --frames 1", 2, "--frames needs a name like shot.%04d.exr"},
         {"unwrap in.png -o o.png --attrib zip", 2, "--attrib: zip is no NAME=VALUE"},
