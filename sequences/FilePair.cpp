@@ -68,8 +68,7 @@ FileList listFilePairs(const std::vector<fs::path>& inputs, const fs::path& outp
             throw UsageError(output.string() + " has no place for the frame number, such as %04d");
         const FrameRange frames = framesOf(*from, input, range);
         const std::string holes = range ? "" : holesIn(frames);
-        if (!holes.empty())
-            list.warnings.emplace_back(input, "frames " + holes + " are not on disk");
+        if (!holes.empty()) list.warnings.emplace_back(input, "frames missing on disk: " + holes);
         for (const int frame : frames) add(from->at(frame), to ? to->at(frame) : output);
     }
     refuseRepeatedOutputs(list.pairs);
