@@ -1,8 +1,11 @@
 #include "pictures/PictureReader.h"
 
 #include <OpenImageIO/strutil.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <fstream>
 #include <optional>
 #include <set>
 #include <system_error>
@@ -32,6 +35,41 @@ std::vector<OIIO::ImageSpec> partsOf(OIIO::ImageInput& input) {
          spec = input.spec(static_cast<int>(parts.size())))
         parts.push_back(spec);
     return parts;
+}
+
+void checkAccess(const std::filesystem::path& file) {
+    std::error_code ignored;
+    if (std::filesystem::is_directory(file, ignored))
+        throw FileError(file, "is a folder, not a picture");
+    if (access(file.c_str(), R_OK) == 0) return;
+    const bool isMissing = errno == ENOENT || errno == ENOTDIR;
+    throw FileError(file, isMissing ? "no such file"
+                                    : "cannot be read: " + std::generic_category().message(errno));
+}
+
+// The picture library may lack the reader of films, and that of WebP knows nothing of motion.
+bool hasMovingName(const std::filesystem::path& file) {
+    const std::string extension = OIIO::Strutil::lower(file.extension().string());
+    return isOneOf(extension, {".avi", ".m4v", ".mkv", ".mov", ".mp4", ".mpg", ".mxf", ".webm"});
+}
+
+bool isMovingWebp(const std::filesystem::path& file) {
+    char head[21] = {};
+    std::ifstream(file, std::ios::binary).read(head, sizeof head);
+    return std::string_view(head + 8, 8) == "WEBPVP8X" && (head[20] & 2) != 0;
+}
+
+bool hasFrames(OIIO::ImageInput& input) {
+    return isOneOf(input.format_name(), {"gif", "webp", "FFmpeg movie"}) &&
+           input.seek_subimage(1, 0) && input.seek_subimage(0, 0);
+}
+
+// Its first frame would hardly be what the user wants.
+void refuseMoving(const std::filesystem::path& file, OIIO::ImageInput* input) {
+    if (isMovingWebp(file) || (input == nullptr ? hasMovingName(file) : hasFrames(*input)))
+        throw FileError(file,
+                        "a moving picture; its frames are accepted as numbered files, which "
+                        "ffmpeg -i FILE frame.%04d.png writes");
 }
 
 // The names of the parts, of the layers, which channel names begin with ("layer.R"), and of
@@ -77,14 +115,13 @@ std::string partName(const OIIO::ImageSpec& spec) {
 }
 
 std::unique_ptr<OIIO::ImageInput> openPicture(const std::filesystem::path& file) {
-    std::error_code error;
-    const auto status = std::filesystem::status(file, error);
-    if (!std::filesystem::exists(status)) throw FileError(file, "no such file");
-    if (std::filesystem::is_directory(status)) throw FileError(file, "is a folder, not a picture");
+    checkAccess(file);
     OIIO::ImageSpec wishes;
     wishes.attribute("oiio:UnassociatedAlpha", 1);  // straight alpha stays so
     auto input = OIIO::ImageInput::open(file.string(), &wishes);
-    if (!input) throw FileError(file, "not a readable picture: " + oneLine(OIIO::geterror()));
+    const std::string complaint = input ? "" : OIIO::geterror();
+    refuseMoving(file, input.get());
+    if (!input) throw FileError(file, "not a readable picture: " + oneLine(complaint));
     checkSize(file, input->spec());
     return input;
 }

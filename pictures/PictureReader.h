@@ -15,7 +15,8 @@
 
 namespace pictures {
 
-// Opens a file and reads its header. Throws FileError unless it holds a flat picture.
+// Opens a file and reads its header. Throws FileError unless it holds a flat picture
+// that does not move.
 std::unique_ptr<OIIO::ImageInput> openPicture(const std::filesystem::path& file);
 
 // Reads channels `first` to `end` - 1 of the picture at which `input` stands, as `type`. Throws
