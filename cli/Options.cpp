@@ -171,7 +171,9 @@ void addFilter(CLI::App& app, const std::string& name, const std::string& help, 
 
 void addCompare(CLI::App& app, Options& options) {
     CLI::App& command = *app.add_subcommand(
-        "compare", "How far two pictures or sequences are apart; status 1 where they differ");
+        "compare",
+        "How far two pictures or sequences are apart; status 1 where they differ, 2 where they "
+        "cannot be compared");
     const auto store = [&](const std::string& path) { options.paths.inputs = {path}; };
     requirePath(command.add_option_function<std::string>("A", store, "Picture, or shot.%04d.exr"));
     requirePath(command.add_option("B", options.paths.output,

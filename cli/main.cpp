@@ -1,5 +1,6 @@
 // `polar`, the command line.
 
+#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <stdexcept>
@@ -9,6 +10,7 @@
 #include "cli/renderFrames.h"
 #include "cli/signals.h"
 #include "hosting/Module.h"
+#include "pictures/FileError.h"
 #include "pictures/comparePictures.h"
 #include "pictures/imageLibrary.h"
 #include "sequences/FilePair.h"
@@ -51,15 +53,23 @@ hosting::Module loadModule(const std::optional<std::filesystem::path>& path) {
     }
 }
 
-bool compareAll(const Pairs& pairs, const Options& options) {
-    bool agree = true;
-    for (const auto& [a, b] : pairs) {
-        const auto comparison = pictures::comparePictures(a, b, options.tolerance);
+int compare(const sequences::FilePair& pair, const Options& options) {
+    try {
+        const auto comparison =
+            pictures::comparePictures(pair.input, pair.output, options.tolerance);
         if (options.verbosity != Verbosity::quiet) std::cout << comparison.report;
-        agree = agree && comparison.agree;
+        return comparison.agree ? 0 : 1;
+    } catch (const pictures::FileError& error) {
+        Messages::print(error.what());
+        return 2;
     }
+}
+
+int compareAll(const Pairs& pairs, const Options& options) {
+    int status = 0;
+    for (const auto& pair : pairs) status = std::max(status, compare(pair, options));
     flushOutput();
-    return agree;
+    return status;
 }
 
 // Prints what would be done. Returns whether all inputs exist.
@@ -77,21 +87,33 @@ bool listRun(const Pairs& frames) {
     return complete;
 }
 
-// Returns whether all went well.
-bool run(const Options& options) {
+// Returns the exit status.
+int run(const Options& options) {
     if (options.command == Command::info) {
         printInfo(loadModule(options.plugin));
-        return true;
+        return 0;
     }
     const auto& [inputs, output, range] = options.paths;
     const Messages messages(options.verbosity);
     const auto [pairs, warnings] = sequences::listFilePairs(inputs, output, range);
     for (const auto& [file, text] : warnings) messages.warning(file, text);
     if (options.command == Command::compare) return compareAll(pairs, options);
-    if (options.dryRun) return listRun(pairs);
+    if (options.dryRun) return listRun(pairs) ? 0 : 1;
     const auto renderer =
         options.plugin ? makeModuleRenderer(*options.plugin) : makeLibraryRenderer();
-    return renderFrames(*renderer, pairs, options.frame, options.run, messages);
+    return renderFrames(*renderer, pairs, options.frame, options.run, messages) ? 0 : 1;
+}
+
+int runOrSayWhyNot(const Options& options) {
+    try {
+        return run(options);
+    } catch (const sequences::UsageError& error) {
+        return wrongUsage(error.what());
+    } catch (const std::exception& error) {
+        Messages::print(error.what());
+        // 1 is for pictures that differ.
+        return options.command == Command::compare ? 2 : 1;
+    }
 }
 
 }  // namespace
@@ -104,9 +126,7 @@ int main(int argc, char** argv) {
         pictures::silencePngLibrary();
         const cli::ParsedCommandLine parsed = cli::parseCommandLine(argc, argv);
         if (!parsed.options) return parsed.exitStatus;
-        return cli::run(*parsed.options) ? 0 : 1;
-    } catch (const sequences::UsageError& error) {
-        return cli::wrongUsage(error.what());
+        return cli::runOrSayWhyNot(*parsed.options);
     } catch (const std::exception& error) {
         cli::Messages::print(error.what());
         return 1;

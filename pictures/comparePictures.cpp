@@ -29,6 +29,25 @@ Content load(const std::filesystem::path& file) {
     return content;
 }
 
+bool lacksOnlyAlpha(const Content& content, const Content& other) {
+    std::vector<std::string> names = content.spec.channelnames;
+    names.emplace_back("A");
+    return names == other.spec.channelnames;
+}
+
+void addOpaqueAlpha(Content& content) {
+    const auto channels = content.spec.nchannels;
+    std::vector<float> samples;
+    samples.reserve(content.samples.size() + content.spec.image_pixels());
+    for (auto at = content.samples.begin(); at != content.samples.end(); at += channels) {
+        samples.insert(samples.end(), at, at + channels);
+        samples.push_back(1);
+    }
+    content.samples = std::move(samples);
+    content.spec.channelnames.emplace_back("A");
+    content.spec.nchannels = channels + 1;
+}
+
 // Where the pixels are, in which window, and what they are made of.
 std::string shapeOf(const OIIO::ImageSpec& spec) {
     return toText({spec.x, spec.y, spec.width, spec.height}) + " of " +
@@ -67,9 +86,12 @@ Differences differences(const Content& a, const Content& b) {
 
 Comparison comparePictures(const std::filesystem::path& fileA, const std::filesystem::path& fileB,
                            double tolerance) {
-    const Content a = load(fileA), b = load(fileB);
+    Content a = load(fileA), b = load(fileB);
+    const std::string shapeA = shapeOf(a.spec), shapeB = shapeOf(b.spec);
+    if (lacksOnlyAlpha(a, b)) addOpaqueAlpha(a);
+    if (lacksOnlyAlpha(b, a)) addOpaqueAlpha(b);
     if (shapeOf(a.spec) != shapeOf(b.spec))
-        throw FileError(fileB, shapeOf(b.spec) + "; " + fileA.string() + " has " + shapeOf(a.spec));
+        throw FileError(fileB, shapeB + "; " + fileA.string() + " has " + shapeA);
     const Differences found = differences(a, b);
     const auto pixels = a.spec.image_pixels();
     std::ostringstream report;

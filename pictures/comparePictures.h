@@ -13,8 +13,8 @@ struct Comparison {
     bool agree;  // whether no difference is above the tolerance; NaN differs from every number
 };
 
-// Compares the samples of two files as they are in the files. Throws FileError when one cannot be
-// read or they differ in size, windows or channels.
+// Compares the samples of two files as they are in the files; where only one has alpha, the other
+// is opaque. Throws FileError when one cannot be read or they differ in size, windows or channels.
 Comparison comparePictures(const std::filesystem::path& fileA, const std::filesystem::path& fileB,
                            double tolerance);
 
