@@ -3,8 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "cli/meantWord.h"
 #include "library/polar.h"
-#include "pictures/suggestion.h"
 #include "pixels/QzBuffer.h"
 
 namespace cli {
@@ -76,11 +76,12 @@ Choices<std::optional<QzBitmapType>> formatChoices() {
 
 void addVerbosity(CLI::App& command, Options& options) {
     CLI::Option* const verbose = command.add_flag(
-        "-v", [&](auto) { options.verbosity = Verbosity::verbose; },
+        "-v,--verbose", [&](auto) { options.verbosity = Verbosity::verbose; },
         "Say for each frame what is done, and times");
     command
         .add_flag(
-            "-q", [&](auto) { options.verbosity = Verbosity::quiet; }, "No warnings, no progress")
+            "-q,--quiet", [&](auto) { options.verbosity = Verbosity::quiet; },
+            "No warnings, no progress")
         ->excludes(verbose);
 }
 
@@ -186,7 +187,7 @@ void addCompare(CLI::App& app, Options& options) {
         ->capture_default_str();
     addFrames(command, options.paths);
     command.add_flag(
-        "-q", [&](auto) { options.verbosity = Verbosity::quiet; }, "Only the status");
+        "-q,--quiet", [&](auto) { options.verbosity = Verbosity::quiet; }, "Only the status");
 }
 
 // What is wrong. An unexpected argument comes first, with what the user may have meant: it often
@@ -200,7 +201,22 @@ std::string complaint(const CLI::App& app, const CLI::ParseError& error) {
         if (chosen.empty()) words.push_back(command->get_name());
     for (const CLI::Option* const option : (chosen.empty() ? &app : chosen.front())->get_options())
         for (const std::string& name : option->get_lnames()) words.push_back("--" + name);
-    return rest.front() + " is not expected" + pictures::suggestion(rest.front(), words);
+    return rest.front() + " is not expected" + meantWord(rest.front(), words);
+}
+
+// In reverse, as they are parsed; "help" and "help wrap" are "--help" and "wrap --help".
+std::vector<std::string> argumentsOf(const CLI::App& app, int argc, char** argv) {
+    std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+    if (!arguments.empty() && arguments.front() == "help") {
+        arguments.erase(arguments.begin());
+        const auto isMeant = [&](const CLI::App* command) {
+            return command->get_name() == arguments.front();
+        };
+        if (arguments.empty() || !app.get_subcommands(isMeant).empty())
+            arguments.push_back("--help");
+    }
+    std::reverse(arguments.begin(), arguments.end());
+    return arguments;
 }
 
 }  // namespace
@@ -213,7 +229,7 @@ int wrongUsage(const std::string& reason) {
 ParsedCommandLine parseCommandLine(int argc, char** argv) {
     Options options;
     CLI::App app(examples, "polar");
-    app.set_version_flag("--version", std::string("polar ") + polar_version());
+    app.set_version_flag("-V,--version", std::string("polar ") + polar_version());
     app.require_subcommand(1);
     app.get_formatter()->column_width(32);
     app.get_formatter()->label("Positionals", "Arguments");
@@ -226,10 +242,10 @@ ParsedCommandLine parseCommandLine(int argc, char** argv) {
     addPlugin(*app.add_subcommand("info", "What the module says about its two filters"), options,
               "Module to load instead of the installed one");
     app.footer(
-        "polar COMMAND --help tells all of a command. Status: 0 done, 1 failed, 2 wrong usage, "
+        "polar help COMMAND tells all of a command. Status: 0 done, 1 failed, 2 wrong usage, "
         "130 interrupted.");
     try {
-        app.parse(argc, argv);
+        app.parse(argumentsOf(app, argc, argv));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return {{}, app.exit(error)};
         return {{}, wrongUsage(complaint(app, error))};

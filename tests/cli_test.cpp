@@ -49,6 +49,11 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap in.png -o o.png --frames 1", 2, "--frames needs a name like shot.%04d.exr"},
         {"unwrap in.png -o o.png --attrib zip", 2, "--attrib: zip is no NAME=VALUE"},
         {"unwrap in.png --regoin 1x1", 2, "--regoin is not expected; did you mean --region?"},
+        {"unwrap in.png --jobs=4", 2, "--jobs=4 is not expected; did you mean --threads?"},
+        {"unwrap --input in.png", 2, "--input is not expected; inputs are named without an option"},
+        {"unwrap in.png --reverse", 2, "--reverse is not expected; polar --help"},
+        {"compare in.png --crop 1x1", 2, "--crop is not expected; polar --help"},
+        {"help warp", 2, "warp is not expected; did you mean wrap?"},
     };
     for (const auto& [arguments, status, fragment] : cases) runBadly(arguments, status, fragment);
     EXPECT_EQ(contents(folder / "in.png"), contents(folder / "linked.png"));
@@ -247,11 +252,11 @@ TEST_F(Cli, TellsAboutItselfAndTheModule) {
     save("in.png", {8, 8, 3, TypeDesc::UINT8}, {1, 0, 0});
     const std::pair<std::string, std::vector<std::string>> cases[] = {
         {"polar --help", {"polar unwrap ", "polar wrap ", "info"}},
-        {"polar unwrap --help", {"--region", "bilinear|nearest", "|rgba12|", "no more in memory"}},
+        {"polar help unwrap", {"--region", "bilinear|nearest", "|rgba12|", "no more in memory"}},
         {"polar info",
          {"\"Polar to Rectangular...\", category \"Distort\"", "\"Rectangular to Polar...\"",
           "InfoId92 30070", "InfoId92 30072", "InfoId96 30004", "SetupValue72 1"}},
-        {"polar unwrap in.png -o o.png -v 2>&1",
+        {"polar -V | grep '^polar 1' && polar unwrap in.png -o o.png --verbose 2>&1",
          {"libpolar 1.", "8x8+0+0", "rgba8", "bilinear", " ms"}},
         {"bash -c '. " POLAR_COMPLETION "; COMP_WORDS=(polar wrap --depth u); COMP_CWORD=3; _polar;"
          "echo ${COMPREPLY[@]}'",

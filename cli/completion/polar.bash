@@ -3,7 +3,9 @@ _polar() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]}
     local words
     if [ "$COMP_CWORD" = 1 ]; then
-        words="unwrap wrap compare info --help --version"
+        words="unwrap wrap compare info help --help --version"
+    elif [ "$command" = help ]; then
+        words="unwrap wrap compare info"
     elif [[ $before == --sampling || $before == --format || $before == --depth ]]; then
         words=$(polar "$command" --help 2>/dev/null |
             sed -n "s/^ *$before \([^= ]*\).*/\1/p" | tr '|' ' ')
