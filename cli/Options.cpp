@@ -128,7 +128,7 @@ void addFileOptions(CLI::App& command, Options& options) {
     command.add_option("--layer", options.frame.layer, "Part, layer or channel of an EXR [all]")
         ->type_name("NAME");
     command.add_flag("--overwrite", options.frame.overwrite,
-                     "Let the output replace its own input");
+                     "Let the output replace its own input, or a read-only file");
 }
 
 void addRunOptions(CLI::App& command, Options& options) {

@@ -32,7 +32,7 @@ struct FrameSettings {
     std::optional<pictures::Rectangle> region;  // the part to render and write; likewise
     std::string layer;                          // part or layer of the file; empty: its R, G, B, A
     pictures::FileSettings file;                // of the output
-    bool overwrite = false;                     // whether the output may replace its own input
+    bool overwrite = false;  // whether the output may replace its own input, or a read-only file
 };
 
 // How to go through the frames.

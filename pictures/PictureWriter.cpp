@@ -268,8 +268,8 @@ void requireReadable(const std::filesystem::path& written, const std::filesystem
 
 }  // namespace
 
-PictureWriter::PictureWriter(const std::filesystem::path& file)
-    : file_(file), temporary_(file), output_(OIIO::ImageOutput::create(file.string())) {
+PictureWriter::PictureWriter(const std::filesystem::path& file, bool overwrite)
+    : file_(file), temporary_(file, overwrite), output_(OIIO::ImageOutput::create(file.string())) {
     if (!output_) {
         const std::string extension =
             OIIO::Strutil::lower(file.extension().string().substr(file.has_extension() ? 1 : 0));

@@ -26,8 +26,9 @@ struct Written {
 // place, removed on every failure. An object is used by one thread at a time.
 class PictureWriter {
   public:
-    // Throws FileError when `file` cannot be written or its extension stands for no format.
-    explicit PictureWriter(const std::filesystem::path& file);
+    // Throws FileError when `file` cannot be written, which without `overwrite` a read-only one
+    // cannot, or when its extension stands for no format.
+    PictureWriter(const std::filesystem::path& file, bool overwrite);
 
     // How the file is going to hold the pictures of `input`. Throws FileError.
     OutputPlan plan(const PictureReader& input, const FileSettings& settings,

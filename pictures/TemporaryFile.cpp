@@ -1,9 +1,11 @@
 #include "pictures/TemporaryFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <mutex>
 #include <set>
 #include <string>
@@ -17,6 +19,33 @@ namespace {
 
 FileError cannotWrite(const std::filesystem::path& file, const std::error_code& error) {
     return {file, "cannot be written: " + error.message()};
+}
+
+FileError cannotWrite(const std::filesystem::path& file, int error) {
+    return cannotWrite(file, {error, std::generic_category()});
+}
+
+// The file at the end of a chain of links, whether it is there or not.
+std::filesystem::path follow(const std::filesystem::path& output) {
+    constexpr int mostLinks = 40;  // as the system
+    std::filesystem::path file = output;
+    std::error_code none;
+    for (int links = 0; std::filesystem::is_symlink(file, none); ++links) {
+        if (links == mostLinks) throw cannotWrite(output, ELOOP);
+        file = file.parent_path() / std::filesystem::read_symlink(file);
+    }
+    return file;
+}
+
+bool isReadOnly(const std::filesystem::path& file, mode_t mode) {
+    constexpr mode_t writing = S_IWUSR | S_IWGRP | S_IWOTH;  // without one even root is asked
+    return (mode & writing) == 0 || faccessat(AT_FDCWD, file.c_str(), W_OK, AT_EACCESS) != 0;
+}
+
+std::string inOctal(mode_t mode) {
+    char digits[8];
+    std::snprintf(digits, sizeof digits, "%04o", static_cast<unsigned>(mode));
+    return digits;
 }
 
 // The temporary files that are there; locked while one comes, moves or goes. Never destroyed, since
@@ -33,25 +62,42 @@ Existing& existing() {
 
 }  // namespace
 
-TemporaryFile::TemporaryFile(const std::filesystem::path& target) : target_(target) {
-    if (std::filesystem::is_directory(target_))
-        throw cannotWrite(target_, std::make_error_code(std::errc::is_a_directory));
+Target findTarget(const std::filesystem::path& output, bool overwrite) {
+    Target target{follow(output), {}};
+    struct stat status {};
+    if (stat(target.file.c_str(), &status) != 0) {
+        if (errno != ENOENT) throw cannotWrite(output, errno);
+        return target;
+    }
+    if (S_ISDIR(status.st_mode)) throw cannotWrite(output, EISDIR);
+    if (!S_ISREG(status.st_mode))
+        throw FileError(output, "cannot be written: a device, pipe or socket; files are accepted");
+    target.mode = status.st_mode & 07777;
+    if (!overwrite && isReadOnly(target.file, *target.mode))
+        throw FileError(output, "is read-only, its mode is " + inOctal(*target.mode) +
+                                    "; --overwrite replaces it");
+    return target;
+}
+
+TemporaryFile::TemporaryFile(const std::filesystem::path& output, bool overwrite)
+    : output_(output), target_(findTarget(output, overwrite)) {
     const std::lock_guard guard(existing().lock);
     create();
     existing().paths.insert(path_);
 }
 
 void TemporaryFile::create() {
+    // Nobody sees more of it than of what it replaces; moving it sets the rest.
+    const mode_t mode = target_.mode ? (*target_.mode & 0666) | S_IRUSR | S_IWUSR : 0666;
     int handle = -1;
     // A process that was killed leaves files behind, and containers give the same id again.
     for (int attempt = 0; handle < 0; ++attempt) {
-        path_ = target_.parent_path() / ".";
-        path_ += target_.stem();
+        path_ = target_.file.parent_path() / ".";
+        path_ += output_.stem();
         path_ += '.' + std::to_string(getpid()) + '-' + std::to_string(attempt);
-        path_ += target_.extension();
-        handle = open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (handle < 0 && errno != EEXIST)
-            throw cannotWrite(target_, {errno, std::generic_category()});
+        path_ += output_.extension();
+        handle = open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+        if (handle < 0 && errno != EEXIST) throw cannotWrite(output_, errno);
     }
     close(handle);
 }
@@ -69,14 +115,15 @@ void TemporaryFile::reserveSpace() const {
     const auto size = static_cast<off_t>(std::filesystem::file_size(path_));
     const int error = handle < 0 ? errno : size > 0 ? posix_fallocate(handle, 0, size) : 0;
     if (handle >= 0) close(handle);
-    if (error != 0) throw cannotWrite(target_, {error, std::generic_category()});
+    if (error != 0) throw cannotWrite(output_, error);
 }
 
 void TemporaryFile::moveToTarget() {
     const std::lock_guard guard(existing().lock);
+    if (target_.mode && chmod(path_.c_str(), *target_.mode) != 0) throw cannotWrite(output_, errno);
     std::error_code error;
-    std::filesystem::rename(path_, target_, error);
-    if (error) throw cannotWrite(target_, error);
+    std::filesystem::rename(path_, target_.file, error);
+    if (error) throw cannotWrite(output_, error);
     existing().paths.erase(path_);
     path_.clear();
 }

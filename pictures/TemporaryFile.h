@@ -1,16 +1,29 @@
 // A file that appears in its place only once it is complete.
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
+#include <optional>
 
 namespace pictures {
 
-// An empty file beside `target`, with its extension, removed with the object unless it was moved.
-// An object is used by one thread at a time.
+// Where an output goes.
+struct Target {
+    std::filesystem::path file;  // no symbolic link, if need be what one points at
+    std::optional<mode_t> mode;  // permissions of the file that is there
+};
+
+// Follows `output`. Throws FileError when it is no place for a file, or one that may not be written
+// to is there and `overwrite` does not let it be replaced.
+Target findTarget(const std::filesystem::path& output, bool overwrite);
+
+// An empty file in the folder of a target, removed with the object unless it was moved. An object
+// is used by one thread at a time.
 class TemporaryFile {
   public:
-    // Throws FileError when `target` cannot be written.
-    explicit TemporaryFile(const std::filesystem::path& target);
+    // With the extension of `output`. Throws FileError when it cannot be written, as findTarget.
+    TemporaryFile(const std::filesystem::path& output, bool overwrite);
     ~TemporaryFile();
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -21,7 +34,7 @@ class TemporaryFile {
     // holes. Throws FileError when there is none.
     void reserveSpace() const;
 
-    // Replaces `target`. Throws FileError.
+    // Replaces the target, whose permissions it takes over. Throws FileError.
     void moveToTarget();
 
     // Removes all temporary files of the process. To be called as it ends: other threads that come
@@ -31,7 +44,8 @@ class TemporaryFile {
   private:
     void create();
 
-    std::filesystem::path target_;
+    std::filesystem::path output_;  // as the user calls it
+    Target target_;
     std::filesystem::path path_;
 };
 

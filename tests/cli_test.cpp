@@ -115,6 +115,29 @@ TEST_F(Cli, FullDiskKeepsWhatWasThere) {
     umount((folder / "disk").c_str());
 }
 
+TEST_F(Cli, OutputsStayLinksAndKeepTheirModes) {
+    save("in.png", {16, 8, 3, TypeDesc::UINT8}, {1, 0, 0});
+    const Outcome links = shell(
+        "mkdir d && touch d/old.png read.png && chmod 604 d/old.png && chmod 440 read.png &&"
+        "ln -s d/old.png near.png && ln -s near.png far.png && ln -s d/new.png dangling.png &&"
+        "ln -s loop.png loop.png && ln -s /dev/null null.png && ln -s ../read.png d/read.png");
+    ASSERT_EQ(links.all(), "0");
+    for (const auto& [output, reason] :
+         {std::pair{"d/read.png", "is read-only, its mode is 0440; --overwrite"},
+          {"loop.png", "cannot be written: Too many levels of symbolic links"},
+          {"null.png", "cannot be written: a device, pipe or socket"}})
+        runBadly("wrap in.png -o " + std::string(output), 1, output + (": " + std::string(reason)));
+    EXPECT_EQ(shell("umask 027; for o in plain far dangling d/read; do "
+                    "polar wrap in.png -o $o.png --overwrite && cmp $o.png plain.png || exit; done;"
+                    "stat -c '%A %N' plain.png far.png near.png dangling.png d/* read.png")
+                  .all(),
+              "0-rw-r----- 'plain.png'\n"
+              "lrwxrwxrwx 'far.png' -> 'near.png'\nlrwxrwxrwx 'near.png' -> 'd/old.png'\n"
+              "lrwxrwxrwx 'dangling.png' -> 'd/new.png'\n-rw-r----- 'd/new.png'\n"
+              "-rw----r-- 'd/old.png'\nlrwxrwxrwx 'd/read.png' -> '../read.png'\n"
+              "-r--r----- 'read.png'\n");
+}
+
 TEST_F(Cli, LittleMemoryGivesOneLine) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the address sanitizer itself needs unlimited memory";
