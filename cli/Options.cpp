@@ -96,7 +96,8 @@ void addAttributes(CLI::App& command, pictures::FileSettings& file) {
     };
     command
         .add_option_function<std::vector<std::string>>(
-            "--attrib", store, "For the output's writer, as compression=zip")
+            "--attrib", store,
+            "For the output's writer, as compression=dwaa:45 or quality=90; else metadata")
         ->type_name("NAME=VALUE")
         ->take_all()
         ->allow_extra_args(false);

@@ -166,7 +166,8 @@ FrameTimes renderPart(PartRenderer& renderer, PictureReader& reader, PictureWrit
 FrameTimes render(const Renderer& renderer, const std::filesystem::path& input,
                   const std::filesystem::path& output, const FrameSettings& settings,
                   unsigned threads, PictureReader& reader, const Messages& messages) {
-    PictureWriter writer(output, settings.overwrite);
+    PictureWriter writer(output, settings.file, settings.overwrite);
+    for (const std::string& warning : writer.warnings()) messages.warning(output, warning);
     std::vector<PartRenderer> renderers;
     std::vector<pictures::RenderTraits> traits;
     for (const PicturePart& part : reader.parts()) {

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <type_traits>
 
+#include "pictures/encoding.h"
 #include "pictures/imageLibrary.h"
 #include "pictures/suggestion.h"
 #include "pixels/QzBuffer.h"
@@ -94,24 +95,14 @@ void avoidLosses(std::string_view fileFormat, OIIO::ImageSpec& spec) {
         spec.set_format(OIIO::TypeDesc::UINT16);
 }
 
-// The value as the type that it looks like.
-void setAttribute(OIIO::ImageSpec& spec, const std::string& name, const std::string& value) {
-    if (OIIO::Strutil::string_is_int(value))
-        spec.attribute(name, OIIO::Strutil::stoi(value));
-    else if (OIIO::Strutil::string_is_float(value))
-        spec.attribute(name, OIIO::Strutil::stof(value));
-    else
-        spec.attribute(name, value);
-}
-
-void apply(const FileSettings& settings, OIIO::ImageSpec& spec) {
+void apply(const FileSettings& settings, std::string_view fileFormat, OIIO::ImageSpec& spec) {
     if (settings.depth) {
         const LibraryDepth depth = libraryDepth(*settings.depth);
         spec.set_format(depth.type);
         spec.erase_attribute("oiio:BitsPerSample");
         if (depth.bits != 0) spec.attribute("oiio:BitsPerSample", depth.bits);
     }
-    for (const auto& [name, value] : settings.attributes) setAttribute(spec, name, value);
+    setEncoding(fileFormat, settings, spec);
 }
 
 // When the file was last changed, in UTC, as pictures write times; nothing where that is not known.
@@ -187,7 +178,7 @@ OIIO::ImageSpec describe(const OIIO::ImageOutput& output, const PictureReader& i
         spec.attribute("oiio:UnassociatedAlpha", 1);
     if (components.bits % 8 != 0)
         spec.attribute("oiio:BitsPerSample", static_cast<int>(components.bits));
-    apply(settings, spec);
+    apply(settings, format, spec);
     avoidLosses(format, spec);
     return spec;
 }
@@ -268,7 +259,8 @@ void requireReadable(const std::filesystem::path& written, const std::filesystem
 
 }  // namespace
 
-PictureWriter::PictureWriter(const std::filesystem::path& file, bool overwrite)
+PictureWriter::PictureWriter(const std::filesystem::path& file, const FileSettings& settings,
+                             bool overwrite)
     : file_(file), temporary_(file, overwrite), output_(OIIO::ImageOutput::create(file.string())) {
     if (!output_) {
         const std::string extension =
@@ -276,6 +268,7 @@ PictureWriter::PictureWriter(const std::filesystem::path& file, bool overwrite)
         throw FileError(file, "no picture format that can be written has the extension \"" +
                                   extension + "\"" + suggestion(extension, extensions()));
     }
+    warnings_ = checkEncoding(file, output_->format_name(), settings);
     // libtiff also reads what it has written, and looks for itself.
     if (output_->supports("ioproxy") && !isOneOf(output_->format_name(), {"tiff"})) {
         checked_ = std::make_unique<CheckedFile>(temporary_.path().string());
@@ -297,6 +290,8 @@ void PictureWriter::open(const PictureReader& input, const OutputPlan& plan,
     for (std::size_t i = 0; i < plan.parts.size(); ++i)
         specs_.push_back(describe(*output_, input, plan.parts[i], plan.parts.size() == 1, region,
                                   componentsOf(formats[i]), settings));
+    for (const OIIO::ImageSpec& spec : specs_)
+        requireEncodable(file_, output_->format_name(), spec);
     const std::string path = temporary_.path().string();
     require(specs_.size() == 1
                 ? output_->open(path, specs_.front())

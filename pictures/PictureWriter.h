@@ -27,8 +27,11 @@ struct Written {
 class PictureWriter {
   public:
     // Throws FileError when `file` cannot be written, which without `overwrite` a read-only one
-    // cannot, or when its extension stands for no format.
-    PictureWriter(const std::filesystem::path& file, bool overwrite);
+    // cannot, when its extension stands for no format, or as checkEncoding.
+    PictureWriter(const std::filesystem::path& file, const FileSettings& settings, bool overwrite);
+
+    // What the format makes nothing of, each on one line.
+    const std::vector<std::string>& warnings() const { return warnings_; }
 
     // How the file is going to hold the pictures of `input`. Throws FileError.
     OutputPlan plan(const PictureReader& input, const FileSettings& settings,
@@ -57,6 +60,7 @@ class PictureWriter {
     void require(bool done);
 
     std::filesystem::path file_;
+    std::vector<std::string> warnings_;
     TemporaryFile temporary_;  // outlives output_, whose destructor may still write
     std::unique_ptr<CheckedFile> checked_;
     std::unique_ptr<OIIO::ImageOutput> output_;

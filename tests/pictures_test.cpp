@@ -1,5 +1,7 @@
 // What becomes of picture files.
 
+#include "pictures/FileError.h"
+#include "pictures/encoding.h"
 #include "tests/CliTest.h"
 
 namespace {
@@ -299,6 +301,58 @@ TEST_F(Cli, DisplayWindowIsThePicture) {
     EXPECT_EQ(pixel(out, 15, 5), (std::vector<float>{1, 0.5f, 0, 1}));
     EXPECT_EQ(out.spec().get_string_attribute("compression"), "piz");
     EXPECT_EQ(out.nativespec().format, TypeDesc::HALF);
+}
+
+TEST(Encoding, WhatTheWriterWouldNotDoIsRefused) {
+    // The format, attributes, and all or the start of what is said: nothing, a warning or an error.
+    const std::tuple<std::string, decltype(pictures::FileSettings::attributes), std::string>
+        cases[] = {
+            {"tiff", {{"compression", "PackBits"}, {"tiff:zipquality", "9"}}, ""},
+            {"tiff", {{"compression", "foo"}}, "o: --attrib compression=foo; TIFF takes none, lzw"},
+            {"tiff", {{"Compression", "zp:3"}}, "o: --attrib Compression=zp:3; TIFF takes none"},
+            {"tiff", {{"tiff:zipquality", "0"}}, "o: --attrib tiff:zipquality=0; TIFF takes 1 to"},
+            {"tiff", {{"CompressionQuality", "90"}}, ""},
+            {"tiff",
+             {{"CompressionQuality", "90"}, {"compression", "zip"}},
+             "o: --attrib CompressionQuality=90; TIFF takes zip (:1 to 9)"},
+            {"tiff",
+             {{"quality", "9"}, {"compression", "lzw"}},
+             "--attrib quality=9 is metadata alone; TIFF has no such choice of quality"},
+            {"openexr", {{"compression", "dwab:5000"}}, ""},
+            {"openexr", {{"compression", "dwaa:-1"}}, "o: --attrib compression=dwaa:-1; OpenEXR "},
+            {"openexr", {{"compression", "piz:3"}}, "o: --attrib compression=piz:3; OpenEXR takes"},
+            {"jpeg", {{"quality", "900"}}, "o: --attrib quality=900; JPEG takes jpeg (:1 to 100)"},
+            {"jpeg", {{"compression", "jpeg:90.5"}}, "o: --attrib compression=jpeg:90.5; JPEG "},
+            {"jpeg", {{"jpeg:subsampling", "4:4:3"}}, "o: --attrib jpeg:subsampling=4:4:3; JPEG "},
+            {"webp", {{"compression", "lossless"}, {"Artist", "foo"}}, ""},
+            {"png", {{"png:filter", "12"}}, "o: --attrib png:filter=12; PNG takes 0 to 248 in"},
+            {"dpx",
+             {{"compression", "rle"}},
+             "--attrib compression=rle is metadata alone; DPX has no such choice"},
+        };
+    for (const auto& [format, attributes, wanted] : cases) {
+        std::string said;
+        try {
+            for (const auto& line : pictures::checkEncoding("o", format, {{}, attributes}))
+                said += line;
+        } catch (const pictures::FileError& error) {
+            said = error.what();
+        }
+        EXPECT_TRUE(said.starts_with(wanted) && said.empty() == wanted.empty()) << said << wanted;
+    }
+}
+
+TEST_F(Cli, EncodingIsTheOriginalsOrTheOneAskedFor) {
+    OIIO::ImageSpec spec(64, 64, 4, TypeDesc::HALF);
+    spec.attribute("compression", "rle");
+    save("in.exr", spec, scattered(255, 4));
+    runWell("wrap in.exr -o same.exr");
+    runWell("wrap in.exr -o asked.exr --attrib Compression=ZIPS:9");
+    const auto compression = [&](const std::string& file) {
+        return std::string(load(file).spec().get_string_attribute("compression"));
+    };
+    EXPECT_EQ(compression("same.exr"), "rle");
+    EXPECT_EQ(compression("asked.exr"), "zips");
 }
 
 }  // namespace
