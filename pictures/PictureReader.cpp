@@ -59,14 +59,15 @@ bool isMovingWebp(const std::filesystem::path& file) {
     return std::string_view(head + 8, 8) == "WEBPVP8X" && (head[20] & 2) != 0;
 }
 
-bool hasFrames(OIIO::ImageInput& input) {
-    return isOneOf(input.format_name(), {"gif", "webp", "FFmpeg movie"}) &&
-           input.seek_subimage(1, 0) && input.seek_subimage(0, 0);
+bool hasFrames(const std::filesystem::path& file, const OIIO::ImageInput& input) {
+    if (!isOneOf(input.format_name(), {"gif", "webp", "FFmpeg movie"})) return false;
+    const auto other = OIIO::ImageInput::open(file.string());  // no reader outlives a vain search
+    return other && other->seek_subimage(1, 0);
 }
 
 // Its first frame would hardly be what the user wants.
-void refuseMoving(const std::filesystem::path& file, OIIO::ImageInput* input) {
-    if (isMovingWebp(file) || (input == nullptr ? hasMovingName(file) : hasFrames(*input)))
+void refuseMoving(const std::filesystem::path& file, const OIIO::ImageInput* input) {
+    if (isMovingWebp(file) || (input == nullptr ? hasMovingName(file) : hasFrames(file, *input)))
         throw FileError(file,
                         "a moving picture; its frames are accepted as numbered files, which "
                         "ffmpeg -i FILE frame.%04d.png writes");
