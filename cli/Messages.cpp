@@ -4,6 +4,7 @@
 
 #include <iostream>
 #include <mutex>
+#include <set>
 
 namespace cli {
 
@@ -11,10 +12,20 @@ namespace {
 
 std::mutex lock;
 std::string shownStatus;
+std::set<std::string> warnings;
 
 constexpr const char* eraseLine = "\r\033[K";
 
 }  // namespace
+
+void Messages::warning(const std::filesystem::path& file, const std::string& text) const {
+    const auto isNew = [&] {
+        const std::lock_guard guard(lock);
+        return warnings.insert(text).second;
+    };
+    if (verbosity_ == Verbosity::verbose || (verbosity_ == Verbosity::normal && isNew()))
+        print(file.string() + ": " + text);
+}
 
 void Messages::status(const std::string& text) const {
     if (verbosity_ == Verbosity::quiet || isatty(STDERR_FILENO) == 0) return;

@@ -12,10 +12,8 @@ class Messages {
   public:
     explicit Messages(Verbosity verbosity) : verbosity_(verbosity) {}
 
-    // Unless quiet.
-    void warning(const std::filesystem::path& file, const std::string& text) const {
-        if (verbosity_ != Verbosity::quiet) print(file.string() + ": " + text);
-    }
+    // Unless quiet; for the first file alone that it is true of, unless verbose.
+    void warning(const std::filesystem::path& file, const std::string& text) const;
     // Only when verbose.
     void detail(const std::filesystem::path& file, const std::string& text) const {
         if (verbosity_ == Verbosity::verbose) print(file.string() + ": " + text);

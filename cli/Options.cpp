@@ -77,7 +77,7 @@ Choices<std::optional<QzBitmapType>> formatChoices() {
 void addVerbosity(CLI::App& command, Options& options) {
     CLI::Option* const verbose = command.add_flag(
         "-v,--verbose", [&](auto) { options.verbosity = Verbosity::verbose; },
-        "Say for each frame what is done, and times");
+        "Say for each frame what is done, times and all warnings");
     command
         .add_flag(
             "-q,--quiet", [&](auto) { options.verbosity = Verbosity::quiet; },
@@ -134,6 +134,13 @@ void addFileOptions(CLI::App& command, Options& options) {
 
 void addRunOptions(CLI::App& command, Options& options) {
     addFrames(command, options.paths);
+    command.add_flag("--keep-going", options.run.keepGoing,
+                     "Go on after a frame that fails; the status is 1 all the same");
+    command
+        .add_flag("--skip-existing", options.run.skipExisting,
+                  "Leave outputs that exist as they are")
+        ->excludes(command.get_option("--overwrite"));
+    command.add_flag("--mkdir", options.frame.makeFolders, "Make missing folders of the outputs");
     command.add_flag("--skip-missing", options.run.skipMissing,
                      "Go on where an input is missing; the status is 1 all the same");
     command
@@ -144,7 +151,8 @@ void addRunOptions(CLI::App& command, Options& options) {
         ->type_name("N")
         ->check(CLI::Range(0, 1024).description(""))
         ->capture_default_str();
-    command.add_flag("-n,--dry-run", options.dryRun, "Only say what would be done");
+    command.add_flag("-n,--dry-run", options.dryRun,
+                     "Check all that can be checked beforehand and say what would be done");
     command.add_flag("--stats", options.run.stats, "A summary at the end");
     addVerbosity(command, options);
 }

@@ -32,14 +32,17 @@ struct FrameSettings {
     std::optional<pictures::Rectangle> region;  // the part to render and write; likewise
     std::string layer;                          // part or layer of the file; empty: its R, G, B, A
     pictures::FileSettings file;                // of the output
-    bool overwrite = false;  // whether the output may replace its own input, or a read-only file
+    bool overwrite = false;    // whether the output may replace its own input, or a read-only file
+    bool makeFolders = false;  // those of the output that are missing
 };
 
 // How to go through the frames.
 struct RunSettings {
-    unsigned threads = 0;      // that work at the same time; 0: one for each core
-    bool skipMissing = false;  // go on when an input is missing
-    bool stats = false;        // a summary at the end
+    unsigned threads = 0;       // that work at the same time; 0: one for each core
+    bool keepGoing = false;     // go on after a failure
+    bool skipMissing = false;   // go on when an input is missing
+    bool skipExisting = false;  // leave outputs that exist as they are
+    bool stats = false;         // a summary at the end
 };
 
 struct Options {

@@ -59,7 +59,7 @@ class Run {
             } catch (const std::exception& error) {
                 Messages::print(error.what());
                 ++failed_;
-                stop_ = true;
+                stop_ = !run_.keepGoing;
             }
         }
     }
@@ -67,12 +67,18 @@ class Run {
     bool finish() const {
         messages_.status("");
         if (run_.stats) Messages::print(summary());
-        return done_ == frames_.size();
+        return done_ + existing_ == frames_.size();
     }
 
   private:
     void render(const FilePair& frame, unsigned threads) {
         std::error_code error;
+        if (run_.skipExisting && std::filesystem::exists(frame.output, error) &&
+            !std::filesystem::equivalent(frame.input, frame.output, error)) {
+            messages_.detail(frame.output, "exists; skipped");
+            ++existing_;
+            return;
+        }
         if (run_.skipMissing && !std::filesystem::exists(frame.input, error)) {
             Messages::print(frame.input.string() + ": no such file; skipped");
             ++missing_;
@@ -90,7 +96,7 @@ class Run {
 
     std::string progress() const {
         const double rate = static_cast<double>(done_) / elapsed();
-        const auto left = frames_.size() - done_ - missing_;
+        const auto left = frames_.size() - done_ - existing_ - missing_ - failed_;
         return format("{} of {} frames, {:.2f} frames/s, {:.0f} s left", done_, frames_.size(),
                       rate, static_cast<double>(left) / rate);
     }
@@ -99,8 +105,8 @@ class Run {
         rusage usage{};
         getrusage(RUSAGE_SELF, &usage);
         const double seconds = elapsed();
-        return format("{} of {} frames, {} missing, {} failed, ", done_, frames_.size(),
-                      missing_.load(), failed_.load()) +
+        return format("{} of {} frames, {} skipped, {} missing, {} failed, ", done_, frames_.size(),
+                      existing_.load(), missing_.load(), failed_.load()) +
                format("{:.2f} s, {:.2f} frames/s on {} threads; ", seconds,
                       static_cast<double>(done_) / seconds, threads_) +
                format("read {:.2f} s, render {:.2f} s, write {:.2f} s in all frames; at most {} MB",
@@ -114,7 +120,7 @@ class Run {
     const unsigned threads_;
     const Messages& messages_;
     const Clock::time_point start_ = Clock::now();
-    std::atomic<std::size_t> next_ = 0, missing_ = 0, failed_ = 0;
+    std::atomic<std::size_t> next_ = 0, existing_ = 0, missing_ = 0, failed_ = 0;
     std::atomic<bool> stop_ = false;
     std::mutex lock_;  // for those below
     FrameTimes total_;

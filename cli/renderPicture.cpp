@@ -7,6 +7,7 @@
 #include <new>
 #include <system_error>
 
+#include "cli/outputFolder.h"
 #include "pictures/PictureReader.h"
 #include "pictures/PictureWriter.h"
 #include "pictures/Rectangle.h"
@@ -166,6 +167,7 @@ FrameTimes renderPart(PartRenderer& renderer, PictureReader& reader, PictureWrit
 FrameTimes render(const Renderer& renderer, const std::filesystem::path& input,
                   const std::filesystem::path& output, const FrameSettings& settings,
                   unsigned threads, PictureReader& reader, const Messages& messages) {
+    if (settings.makeFolders) makeFolder(output);
     PictureWriter writer(output, settings.file, settings.overwrite);
     for (const std::string& warning : writer.warnings()) messages.warning(output, warning);
     std::vector<PartRenderer> renderers;
@@ -206,6 +208,15 @@ FrameTimes render(const Renderer& renderer, const std::filesystem::path& input,
 }
 
 }  // namespace
+
+void checkFrame(const std::filesystem::path& input, const std::filesystem::path& output,
+                const FrameSettings& settings, const Messages& messages) {
+    if (!settings.overwrite) refuseOwnInput(input, output);
+    const PictureReader reader(input, settings.layer);
+    for (const std::string& warning : reader.warnings()) messages.warning(input, warning);
+    requestFor(reader, settings);
+    checkPlace(output, settings.makeFolders);
+}
 
 FrameTimes renderPicture(const Renderer& renderer, const std::filesystem::path& input,
                          const std::filesystem::path& output, const FrameSettings& settings,

@@ -333,8 +333,9 @@ TEST(Encoding, WhatTheWriterWouldNotDoIsRefused) {
     for (const auto& [format, attributes, wanted] : cases) {
         std::string said;
         try {
-            for (const auto& line : pictures::checkEncoding("o", format, {{}, attributes}))
-                said += line;
+            pictures::FileSettings settings;
+            settings.attributes = attributes;
+            for (const auto& line : pictures::checkEncoding("o", format, settings)) said += line;
         } catch (const pictures::FileError& error) {
             said = error.what();
         }
