@@ -3,16 +3,19 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <set>
 #include <stdexcept>
 
 #include "cli/Options.h"
 #include "cli/Rendering.h"
+#include "cli/listFrames.h"
 #include "cli/renderFrames.h"
 #include "cli/signals.h"
 #include "hosting/Module.h"
 #include "pictures/FileError.h"
 #include "pictures/comparePictures.h"
 #include "pictures/imageLibrary.h"
+#include "pictures/outputPlan.h"
 #include "sequences/FilePair.h"
 
 namespace cli {
@@ -72,19 +75,11 @@ int compareAll(const Pairs& pairs, const Options& options) {
     return status;
 }
 
-// Prints what would be done. Returns whether all inputs exist.
-bool listRun(const Pairs& frames) {
-    bool complete = true;
-    for (const auto& [input, output] : frames) {
-        const bool exists = std::filesystem::exists(input);
-        if (exists)
-            std::cout << input.string() << " -> " << output.string() << '\n';
-        else
-            Messages::print(input.string() + ": no such file");
-        complete = complete && exists;
-    }
-    flushOutput();
-    return complete;
+// Once each, before the first frame: trying again is of no use.
+void checkExtensions(const Pairs& pairs) {
+    std::set<std::filesystem::path> known;
+    for (const auto& pair : pairs)
+        if (known.insert(pair.output.extension()).second) pictures::checkExtension(pair.output);
 }
 
 // Returns the exit status.
@@ -98,9 +93,14 @@ int run(const Options& options) {
     const auto [pairs, warnings] = sequences::listFilePairs(inputs, output, range);
     for (const auto& [file, text] : warnings) messages.warning(file, text);
     if (options.command == Command::compare) return compareAll(pairs, options);
-    if (options.dryRun) return listRun(pairs) ? 0 : 1;
+    checkExtensions(pairs);
     const auto renderer =
         options.plugin ? makeModuleRenderer(*options.plugin) : makeLibraryRenderer();
+    if (options.dryRun) {
+        const bool complete = listFrames(*renderer, pairs, options.frame, options.run, messages);
+        flushOutput();
+        return complete ? 0 : 1;
+    }
     return renderFrames(*renderer, pairs, options.frame, options.run, messages) ? 0 : 1;
 }
 
@@ -109,6 +109,9 @@ int runOrSayWhyNot(const Options& options) {
         return run(options);
     } catch (const sequences::UsageError& error) {
         return wrongUsage(error.what());
+    } catch (const pictures::ExtensionError& error) {
+        Messages::print(error.what());
+        return 2;
     } catch (const std::exception& error) {
         Messages::print(error.what());
         // 1 is for pictures that differ.

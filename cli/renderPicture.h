@@ -23,8 +23,9 @@ struct FrameTimes {
 
 // What renderPicture() would say before it renders, and about the place of the output; writes
 // nothing. Throws pictures::FileError.
-void checkFrame(const std::filesystem::path& input, const std::filesystem::path& output,
-                const FrameSettings& settings, const Messages& messages);
+void checkFrame(const Renderer& renderer, const std::filesystem::path& input,
+                const std::filesystem::path& output, const FrameSettings& settings,
+                const Messages& messages);
 
 // Renders `input` to `output`, which appears whole or not at all. May be called from several
 // threads at once, and works on at most `threads` of its own. Throws pictures::FileError and

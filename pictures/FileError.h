@@ -15,4 +15,10 @@ class FileError : public std::runtime_error {
         : std::runtime_error(file.string() + ": " + reason) {}
 };
 
+// A name for a file to write whose extension stands for no format.
+class ExtensionError : public FileError {
+  public:
+    using FileError::FileError;
+};
+
 }  // namespace pictures

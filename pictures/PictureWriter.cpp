@@ -221,17 +221,6 @@ void writeName(std::string_view format, const std::filesystem::path& written,
     }
 }
 
-// Of all files that the picture library writes.
-std::vector<std::string> extensions() {
-    std::vector<std::string> all;
-    for (const auto& [format, known] : OIIO::get_extension_map())
-        for (const std::string& extension : known)
-            if (!isOneOf(format, {"null", "term"}) && OIIO::ImageOutput::create(extension))
-                all.push_back(extension);
-    OIIO::geterror();  // what nobody asks for is printed when the program ends
-    return all;
-}
-
 // Some writers do not see that the system stores no more, or that they have failed. Where a file
 // ends too early, its first or its last row is not there, whichever the format puts last.
 void requireReadable(const std::filesystem::path& written, const std::filesystem::path& file,
@@ -259,16 +248,8 @@ void requireReadable(const std::filesystem::path& written, const std::filesystem
 
 }  // namespace
 
-PictureWriter::PictureWriter(const std::filesystem::path& file, const FileSettings& settings,
-                             bool overwrite)
-    : file_(file), temporary_(file, overwrite), output_(OIIO::ImageOutput::create(file.string())) {
-    if (!output_) {
-        const std::string extension =
-            OIIO::Strutil::lower(file.extension().string().substr(file.has_extension() ? 1 : 0));
-        throw FileError(file, "no picture format that can be written has the extension \"" +
-                                  extension + "\"" + suggestion(extension, extensions()));
-    }
-    warnings_ = checkEncoding(file, output_->format_name(), settings);
+PictureWriter::PictureWriter(const std::filesystem::path& file, bool overwrite)
+    : file_(file), temporary_(file, overwrite), output_(makeOutput(file)) {
     // libtiff also reads what it has written, and looks for itself.
     if (output_->supports("ioproxy") && !isOneOf(output_->format_name(), {"tiff"})) {
         checked_ = std::make_unique<CheckedFile>(temporary_.path().string());

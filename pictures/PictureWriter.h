@@ -27,17 +27,8 @@ struct Written {
 class PictureWriter {
   public:
     // Throws FileError when `file` cannot be written, which without `overwrite` a read-only one
-    // cannot, when its extension stands for no format, or as checkEncoding.
-    PictureWriter(const std::filesystem::path& file, const FileSettings& settings, bool overwrite);
-
-    // What the format makes nothing of, each on one line.
-    const std::vector<std::string>& warnings() const { return warnings_; }
-
-    // How the file is going to hold the pictures of `input`. Throws FileError.
-    OutputPlan plan(const PictureReader& input, const FileSettings& settings,
-                    const std::vector<RenderTraits>& traits) const {
-        return planOutput(input, *output_, file_, settings, traits);
-    }
+    // cannot, as checkExtension() does too.
+    PictureWriter(const std::filesystem::path& file, bool overwrite);
 
     // Begins the file, for all parts of the plan: `region` of each, with the metadata of `input`
     // and rendered in the format of `formats`, one for each part. The plan must outlive the
@@ -60,7 +51,6 @@ class PictureWriter {
     void require(bool done);
 
     std::filesystem::path file_;
-    std::vector<std::string> warnings_;
     TemporaryFile temporary_;  // outlives output_, whose destructor may still write
     std::unique_ptr<CheckedFile> checked_;
     std::unique_ptr<OIIO::ImageOutput> output_;

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 
+#include "pictures/encoding.h"
 #include "pictures/imageLibrary.h"
+#include "pictures/suggestion.h"
 
 namespace pictures {
 
@@ -137,6 +139,17 @@ const PicturePart& mainPart(const std::vector<PicturePart>& parts) {
     return found == parts.end() ? parts.front() : *found;
 }
 
+// Of all files that the picture library writes.
+std::vector<std::string> extensions() {
+    std::vector<std::string> all;
+    for (const auto& [format, known] : OIIO::get_extension_map())
+        for (const std::string& extension : known)
+            if (!isOneOf(format, {"null", "term"}) && OIIO::ImageOutput::create(extension))
+                all.push_back(extension);
+    OIIO::geterror();  // what nobody asks for is printed when the program ends
+    return all;
+}
+
 std::string namesOf(const PicturePart& part, const ChannelGroup* except) {
     std::vector<std::string> names;
     for (const ChannelGroup& group : part.groups)
@@ -146,12 +159,23 @@ std::string namesOf(const PicturePart& part, const ChannelGroup* except) {
 
 }  // namespace
 
-OutputPlan planOutput(const PictureReader& input, const OIIO::ImageOutput& output,
-                      const std::filesystem::path& file, const FileSettings& settings,
-                      const std::vector<RenderTraits>& traits) {
-    OutputPlan plan;
-    const std::string holds = OIIO::Strutil::upper(output.format_name()) + " holds ";
-    const bool holdsParts = isOneOf(output.format_name(), {"openexr"});
+std::unique_ptr<OIIO::ImageOutput> makeOutput(const std::filesystem::path& file) {
+    auto output = OIIO::ImageOutput::create(file.string());
+    if (output) return output;
+    const std::string extension =
+        OIIO::Strutil::lower(file.extension().string().substr(file.has_extension() ? 1 : 0));
+    throw ExtensionError(file, "no picture format that can be written has the extension \"" +
+                                   extension + "\"" + suggestion(extension, extensions()));
+}
+
+void checkExtension(const std::filesystem::path& file) { makeOutput(file); }
+
+OutputPlan planOutput(const PictureReader& input, const std::filesystem::path& file,
+                      const FileSettings& settings, const std::vector<RenderTraits>& traits) {
+    const auto output = makeOutput(file);
+    OutputPlan plan{{}, checkEncoding(file, output->format_name(), settings)};
+    const std::string holds = OIIO::Strutil::upper(output->format_name()) + " holds ";
+    const bool holdsParts = isOneOf(output->format_name(), {"openexr"});
     for (std::size_t i = 0; i < input.parts().size(); ++i) {
         const PicturePart& part = input.parts()[i];
         if (!holdsParts && &part != &mainPart(input.parts())) {
@@ -159,7 +183,7 @@ OutputPlan planOutput(const PictureReader& input, const OIIO::ImageOutput& outpu
                                     namesOf(part, nullptr) + ")");
             continue;
         }
-        Layout layout(output, part, settings, traits[i]);
+        Layout layout(*output, part, settings, traits[i]);
         const ChannelGroup& first = part.groups.front();
         if (isPicture(first) || (!layout.holdsAny() && first.colours.size() != 2))
             layout.addPicture(first);

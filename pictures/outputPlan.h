@@ -1,6 +1,8 @@
 // What of a picture file goes into a file of another format, and how.
 #pragma once
 
+#include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -40,10 +42,17 @@ struct OutputPlan {
     std::vector<std::string> warnings;  // what is not written, each on one line
 };
 
-// How `output`'s format holds the pictures of `input`: all parts and channels where it can,
-// otherwise the picture alone. Throws FileError, for `file`, when it cannot hold them.
-OutputPlan planOutput(const PictureReader& input, const OIIO::ImageOutput& output,
-                      const std::filesystem::path& file, const FileSettings& settings,
-                      const std::vector<RenderTraits>& traits);
+// The writer of the format that the extension of `file` stands for. Throws ExtensionError when
+// there is none.
+std::unique_ptr<OIIO::ImageOutput> makeOutput(const std::filesystem::path& file);
+
+// Throws as makeOutput.
+void checkExtension(const std::filesystem::path& file);
+
+// How `file` is going to hold the pictures of `input`: all parts and channels where its format can,
+// otherwise the picture alone. `traits` are those of each part of the input. Does not touch the
+// disk. Throws FileError when the format cannot hold them, and as makeOutput and checkEncoding.
+OutputPlan planOutput(const PictureReader& input, const std::filesystem::path& file,
+                      const FileSettings& settings, const std::vector<RenderTraits>& traits);
 
 }  // namespace pictures

@@ -33,7 +33,7 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap text.png -o o.png", 1, "text.png: not a readable picture: "},
         {"unwrap in.png -o o.png --region 17x8", 1,
          "in.png: --region 17x8+0+0 lies outside the picture 16x8+0+0; the nearest inside is 16x8"},
-        {"unwrap in.png -o o.exrr", 1, "the extension \"exrr\"; did you mean exr?"},
+        {"unwrap none.png -o o.exrr", 2, "the extension \"exrr\"; did you mean exr?"},
         {"unwrap in.png -o o.jp2", 1, "o.jp2: cannot be written: what was written cannot be read"},
         {"unwrap in.png -o none/o.png", 1, "none/o.png: cannot be written: No such file or dir"},
         {"unwrap in.png -o o.png --attrib png:compressionLevel=77", 1,
@@ -42,6 +42,10 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
          "o.tif: compression jpeg; TIFF takes it for 3 channels of uint8, the output has 4 of"},
         {"unwrap in.png -o in.png", 1, "in.png: is the input; --overwrite"},
         {"unwrap in.png -o same.png", 1, "same.png: is the input; --overwrite"},
+        {"unwrap -n in.png -o same.png --skip-existing", 1, "same.png: is the input; --overwrite"},
+        {"unwrap -n in.png -o o.png --region 17x8", 1, "in.png: --region 17x8+0+0 lies outside"},
+        {"unwrap -n in.png -o text.png/o.png --mkdir", 1, "o.png: cannot be written: Not a dir"},
+        {"unwrap -n in.png -o none/o.png", 1, "none/o.png: cannot be written: No such file or dir"},
         {"unwrap in.png -o o.png --plugin none", 1, "/none: cannot be loaded: "},
         {"unwrap in.png -o o.png --source 8x8+0+0junk", 2, "--source: 8x8+0+0junk is no WxH+X+Y"},
         {"unwrap in.png in.png -o o.png", 2, "o.png does not end in '/'"},
@@ -61,6 +65,8 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
     };
     for (const auto& [arguments, status, fragment] : cases) runBadly(arguments, status, fragment);
     EXPECT_EQ(contents(folder / "in.png"), contents(folder / "linked.png"));
+    save("still.gif", {4, 4, 3, TypeDesc::UINT8}, {1, 0, 0});
+    runWell("unwrap still.gif -o o.png");
     runWell("unwrap in.png -o in.png --overwrite");
     EXPECT_NE(contents(folder / "in.png"), contents(folder / "linked.png"));
     fs::permissions(folder / "in.png", fs::perms::none);
@@ -227,6 +233,28 @@ TEST_F(Cli, SequencesAreRenderedFrameByFrame) {
                                   .out;
     const std::string line = "\r\x1b\\[K[1-4] of 4 frames, [0-9.]+ frames/s, [0-9]+ s left";
     EXPECT_TRUE(std::regex_match(shown, std::regex("(" + line + "){4}\r\x1b\\[K"))) << shown;
+}
+
+TEST_F(Cli, RunsGoOnWhereTheyAreAskedTo) {
+    for (const std::string frame : {"1", "2", "4"})
+        save("in." + frame + ".tif", {8, 8, 3, TypeDesc::UINT8}, {1, 0, 0});
+    fs::rename(folder / "in.2.tif", folder / "good.tif");
+    std::ofstream(folder / "in.2.tif") << "damaged";
+    const std::string wrap = "wrap in.%d.tif -o new/folder/o.%d.jpg --threads 1 --frames ";
+    const Outcome outcome = run(wrap + "1-4 --keep-going --mkdir");
+    const std::string lines =
+        "1polar: new/folder/o.1.jpg: [^\n]*\npolar: in.2.tif: not a readable picture: [^\n]*\n"
+        "polar: in.3.tif: no such file\n";
+    EXPECT_TRUE(std::regex_match(outcome.all(), std::regex(lines))) << outcome.all();
+    fs::rename(folder / "good.tif", folder / "in.2.tif");
+    std::ofstream(folder / "new/folder/o.1.jpg") << "old";
+    EXPECT_EQ(run(wrap + "1,2,4 -n --skip-existing").all(),
+              "0in.1.tif -> new/folder/o.1.jpg (exists, is skipped)\n"
+              "in.2.tif -> new/folder/o.2.jpg\n"
+              "in.4.tif -> new/folder/o.4.jpg (exists, is skipped)\n");
+    runWell(wrap + "1,2,4 --skip-existing -q");
+    EXPECT_EQ(contents(folder / "new/folder/o.1.jpg"), "old");
+    EXPECT_TRUE(fs::exists(folder / "new/folder/o.2.jpg"));
 }
 
 // The scripts that users copy, each as its scheduler would start it here: byte for byte one run.

@@ -1,0 +1,95 @@
+#include "cli/PartRenderer.h"
+
+#include "pictures/FileError.h"
+#include "pixels/QzBuffer.h"
+
+namespace cli {
+
+namespace {
+
+using pictures::FileError;
+using pictures::Rectangle;
+using pictures::toText;
+
+// The rectangle asked for with `option`, or the whole of the picture.
+Rectangle within(const Rectangle& picture, const std::optional<Rectangle>& asked,
+                 const char* option, const std::filesystem::path& file) {
+    const Rectangle rectangle = asked.value_or(picture);
+    if (!pictures::contains(picture, rectangle))
+        throw FileError(file, std::string(option) + " " + toText(rectangle) +
+                                  " lies outside the picture " + toText(picture) +
+                                  "; the nearest inside is " +
+                                  toText(pictures::nearestIn(picture, rectangle)));
+    return rectangle;
+}
+
+// The source, which may reach beyond the picture but not miss it.
+Rectangle sourceOf(const Rectangle& picture, const std::optional<Rectangle>& asked,
+                   const std::filesystem::path& file) {
+    const Rectangle source = asked.value_or(picture);
+    const Rectangle seen = pictures::intersection(picture, source);
+    if (seen.width == 0 || seen.height == 0)
+        throw FileError(
+            file, "--source " + toText(source) + " has nothing of the picture " + toText(picture));
+    return source;
+}
+
+Rectangle moved(const Rectangle& rectangle, const Rectangle& origin) {
+    return {rectangle.x - origin.x, rectangle.y - origin.y, rectangle.width, rectangle.height};
+}
+
+}  // namespace
+
+PartRenderer::PartRenderer(const Renderer& renderer, const FrameSettings& settings,
+                           const std::filesystem::path& file, const pictures::PicturePart& part)
+    : renderer_(renderer),
+      settings_(settings),
+      part_(part),
+      picture_(part.picture()),
+      source_(sourceOf(picture_, settings.source, file)),
+      region_(within(picture_, settings.region, "--region", file)) {}
+
+QzBitmapType PartRenderer::format() const { return settings_.format.value_or(part_.format()); }
+
+pictures::RenderTraits PartRenderer::traits() const {
+    const bool isNearest = settings_.sampling == hosting::Sampling::nearest;
+    const bool staysInside = settings_.filter == hosting::Filter::polarToRectangular &&
+                             pictures::contains(part_.filled(), source_) &&
+                             pictures::contains(source_, region_) &&
+                             (!isNearest || renderer_.canRepeatEdges());
+    return {!staysInside, isNearest};
+}
+
+std::string PartRenderer::describeInput() const {
+    std::string name;
+    visitFormat(format(), [&]<class Buffer>() { name = Buffer::name; });
+    return toText(picture_) + ", " + part_.spec.format.c_str() + " components, " +
+           (part_.groups.front().alpha < 0               ? "no alpha"
+            : part_.alpha == pictures::Alpha::associated ? "associated alpha"
+                                                         : "straight alpha") +
+           ", as " + name;
+}
+
+std::string PartRenderer::describeRender() const {
+    return "source " + toText(source_) + ", region " + toText(region_) + ", " +
+           (settings_.sampling == hosting::Sampling::nearest ? "nearest" : "bilinear") +
+           ", rendered by " + renderer_.name();
+}
+
+polar_image PartRenderer::render(const pictures::OutputGroup& group, unsigned threads,
+                                 const Fill& fill) {
+    // At the rim, where half of the pixels to mix may be missing, the others stand for them; the
+    // nearest one has no others.
+    const bool repeatsEdges =
+        traits().keepsPixels && group.composition.alpha == pictures::Alpha::dropped;
+    Rectangle area = pictures::boundingBox(picture_, source_);
+    if (repeatsEdges) area = {source_.x, source_.y, source_.width + 1, source_.height + 1};
+    rendering_ = renderer_.start(area.width, area.height, format(), threads);
+    const polar_image input = rendering_->input();
+    fill(area, input);
+    if (repeatsEdges) pictures::repeatLastPixels(input);
+    return rendering_->render({settings_.filter, settings_.sampling, moved(source_, area),
+                               moved(region_, area), repeatsEdges});
+}
+
+}  // namespace cli

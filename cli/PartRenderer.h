@@ -1,0 +1,45 @@
+// One picture of a file, rendered channels by channels.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+#include "cli/Options.h"
+#include "cli/Rendering.h"
+#include "pictures/outputPlan.h"
+
+namespace cli {
+
+// How a part of a file is rendered. `renderer`, `settings` and `part` must outlive the object,
+// which is used by one thread at a time.
+class PartRenderer {
+  public:
+    // Throws pictures::FileError, for `file`, where rectangles do not suit the picture.
+    PartRenderer(const Renderer& renderer, const FrameSettings& settings,
+                 const std::filesystem::path& file, const pictures::PicturePart& part);
+
+    QzBitmapType format() const;
+    const pictures::Rectangle& region() const { return region_; }
+    pictures::RenderTraits traits() const;
+
+    // On one line each, what is read and how it is rendered.
+    std::string describeInput() const;
+    std::string describeRender() const;
+
+    // Writes what lies in `area` of the picture into an image of that size.
+    using Fill = std::function<void(const pictures::Rectangle& area, const polar_image& image)>;
+
+    // The region, rendered from a group of channels on at most `threads` threads; valid until the
+    // next call. Throws as Rendering::render().
+    polar_image render(const pictures::OutputGroup& group, unsigned threads, const Fill& fill);
+
+  private:
+    const Renderer& renderer_;
+    const FrameSettings& settings_;
+    const pictures::PicturePart& part_;
+    pictures::Rectangle picture_, source_, region_;
+    std::unique_ptr<Rendering> rendering_;  // owns the last result
+};
+
+}  // namespace cli
