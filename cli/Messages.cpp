@@ -1,8 +1,10 @@
 #include "cli/Messages.h"
 
+#include <OpenImageIO/strutil.h>
 #include <unistd.h>
 
 #include <iostream>
+#include <map>
 #include <mutex>
 #include <set>
 
@@ -13,6 +15,7 @@ namespace {
 std::mutex lock;
 std::string shownStatus;
 std::set<std::string> warnings;
+std::map<std::string, std::string> names;
 
 constexpr const char* eraseLine = "\r\033[K";
 
@@ -34,9 +37,19 @@ void Messages::status(const std::string& text) const {
     shownStatus = text;
 }
 
+// Not locked: files get their names before the first thread starts.
+void Messages::callFile(const std::filesystem::path& file, const std::string& name) {
+    names[file.string()] = name;
+}
+
+std::string Messages::shown(std::string text) {
+    for (const auto& [file, name] : names) text = OIIO::Strutil::replace(text, file, name, true);
+    return text;
+}
+
 void Messages::print(const std::string& text) {
     const std::lock_guard guard(lock);
-    const std::string line = "polar: " + text + "\n";
+    const std::string line = "polar: " + shown(text) + "\n";
     std::cerr << (shownStatus.empty() ? line : eraseLine + line + shownStatus);
 }
 

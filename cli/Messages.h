@@ -25,6 +25,10 @@ class Messages {
     // One line.
     static void print(const std::string& text);
 
+    // From here on print() and shown() call a file by that name.
+    static void callFile(const std::filesystem::path& file, const std::string& name);
+    static std::string shown(std::string text);
+
   private:
     Verbosity verbosity_;
 };

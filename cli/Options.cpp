@@ -160,11 +160,12 @@ void addRunOptions(CLI::App& command, Options& options) {
 void addFilter(CLI::App& app, const std::string& name, const std::string& help, Options& options) {
     using hosting::Sampling;
     CLI::App& command = *app.add_subcommand(name, help);
-    requirePath(
-        command.add_option("INPUT", options.paths.inputs, "Pictures to read, or shot.%04d.exr"));
+    requirePath(command.add_option("INPUT", options.paths.inputs,
+                                   "Pictures to read, or shot.%04d.exr; - is standard input"));
     requirePath(command.add_option(
         "-o,--output", options.paths.output,
-        "Picture to write, its extension is its format; or a folder, ending in '/'"));
+        "Picture to write, its extension is its format; or a folder, ending in '/'; - is standard "
+        "output, png:-, tiff:- or pnm:- with that format"));
     addChoice<Sampling>(command, "--sampling",
                         {{"bilinear", Sampling::bilinear}, {"nearest", Sampling::nearest}},
                         options.frame.sampling, "How source pixels are read");

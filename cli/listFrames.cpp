@@ -19,7 +19,7 @@ void list(const Renderer& renderer, const sequences::FilePair& frame, const Fram
     const bool isSkipped =
         exists && run.skipExisting && !std::filesystem::equivalent(input, output, ignored);
     if (!isSkipped) checkFrame(renderer, input, output, settings, messages);
-    std::cout << input.string() << " -> " << output.string()
+    std::cout << Messages::shown(input.string() + " -> " + output.string())
               << (isSkipped ? " (exists, is skipped)"
                   : exists  ? " (exists, is replaced)"
                             : "")

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "cli/Options.h"
+#include "cli/Pipes.h"
 #include "cli/Rendering.h"
 #include "cli/listFrames.h"
 #include "cli/renderFrames.h"
@@ -60,7 +61,7 @@ int compare(const sequences::FilePair& pair, const Options& options) {
     try {
         const auto comparison =
             pictures::comparePictures(pair.input, pair.output, options.tolerance);
-        if (options.verbosity != Verbosity::quiet) std::cout << comparison.report;
+        if (options.verbosity != Verbosity::quiet) std::cout << Messages::shown(comparison.report);
         return comparison.agree ? 0 : 1;
     } catch (const pictures::FileError& error) {
         Messages::print(error.what());
@@ -90,8 +91,9 @@ int run(const Options& options) {
     }
     const auto& [inputs, output, range] = options.paths;
     const Messages messages(options.verbosity);
-    const auto [pairs, warnings] = sequences::listFilePairs(inputs, output, range);
+    auto [pairs, warnings] = sequences::listFilePairs(inputs, output, range);
     for (const auto& [file, text] : warnings) messages.warning(file, text);
+    const Pipes pipes(pairs, options);
     if (options.command == Command::compare) return compareAll(pairs, options);
     checkExtensions(pairs);
     const auto renderer =
@@ -101,7 +103,11 @@ int run(const Options& options) {
         flushOutput();
         return complete ? 0 : 1;
     }
-    return renderFrames(*renderer, pairs, options.frame, options.run, messages) ? 0 : 1;
+    RunSettings settings = options.run;
+    if (pipes.writes()) settings.skipExisting = false;  // its temporary file is there already
+    if (!renderFrames(*renderer, pairs, options.frame, settings, messages)) return 1;
+    pipes.send();
+    return 0;
 }
 
 int runOrSayWhyNot(const Options& options) {

@@ -257,6 +257,29 @@ TEST_F(Cli, RunsGoOnWhereTheyAreAskedTo) {
     EXPECT_TRUE(fs::exists(folder / "new/folder/o.2.jpg"));
 }
 
+TEST_F(Cli, PipesCarryTheFilesOfARun) {
+    const std::tuple<std::string, std::string, std::string> types[] = {
+        {"png", "-", "\x89PNG"}, {"tif", "tiff:-", "II*"}, {"ppm", "-", "P6"}};
+    for (const auto& [type, pipe, head] : types) {
+        save("in." + type, {30, 20, 3, TypeDesc::UINT8}, scattered(255, 3));
+        runWell("wrap -q in." + type + " -o file." + type);
+        const Outcome outcome = shell("polar wrap -q - -o " + pipe + " <in." + type +
+                                      " | cat >piped && polar compare - file." + type + " <piped");
+        EXPECT_EQ(outcome.all(), "0standard input file." + type + ": 0 of 600 pixels differ\n");
+        EXPECT_TRUE(contents(folder / "piped").starts_with(head)) << type;
+    }
+    const std::tuple<const char*, int, const char*> cases[] = {
+        {"wrap - -o - </dev/null", 1, "standard input: is empty"},
+        {"wrap - -o - <'" POLAR_COMPLETION "'", 1, "standard input: is no PNG, TIFF or PNM pic"},
+        {"wrap - -o d/ <in.png", 2, "standard input has no name for a file in d/"},
+        {"wrap in.png -o jpg:-", 2, "jpg:- is no format of a pipe"},
+        {"compare - - <in.png", 2, "\"-\" stands for a single picture"},
+        {"wrap -q in.png -o - >/dev/full", 1, "standard output: cannot be written: No space"}};
+    for (const auto& [arguments, status, fragment] : cases)
+        runBadly(arguments, status, fragment, "TMPDIR=.");
+    runBadly("wrap - -o -", 1, "standard input: cannot be read: ", "head -c 99 in.png | TMPDIR=.");
+}
+
 // The scripts that users copy, each as its scheduler would start it here: byte for byte one run.
 TEST_F(Cli, ChunksOfAFarmAreTheFilesOfOneRun) {
     for (int frame = 1; frame <= 7; ++frame)

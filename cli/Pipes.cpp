@@ -1,0 +1,154 @@
+#include "cli/Pipes.h"
+
+#include <OpenImageIO/strutil.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "cli/Messages.h"
+#include "pictures/FileError.h"
+
+namespace cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::string_view_literals;
+using pictures::FileError;
+using pictures::TemporaryFile;
+using sequences::FilePair;
+using sequences::UsageError;
+
+constexpr const char* inputName = "standard input";
+constexpr const char* outputName = "standard output";
+
+// The formats of pipes: what is written before ":-", and the extensions.
+const std::pair<std::string_view, std::vector<std::string_view>> formats[] = {
+    {"png", {".png"}},
+    {"tiff", {".tif", ".tiff"}},
+    {"pnm", {".pnm", ".ppm", ".pgm", ".pbm", ".pfm"}},
+};
+
+// By the first bytes of a file.
+std::string_view extensionOf(std::string_view head) {
+    const auto beginsWith = [&](std::string_view mark) { return head.starts_with(mark); };
+    constexpr std::string_view tiff[] = {"II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv};
+    if (beginsWith("\x89PNG")) return ".png";
+    if (std::any_of(std::begin(tiff), std::end(tiff), beginsWith)) return ".tif";
+    const bool isPnm =
+        head.size() > 1 && head[0] == 'P' && "123456Ff"sv.find(head[1]) != std::string_view::npos;
+    return isPnm ? ".pnm" : "";
+}
+
+// The extension of the format that `name` asks for; empty when it names no pipe.
+std::string_view extensionOf(const std::string& name, const fs::path& input) {
+    const std::string wanted = input.extension().string();
+    for (const auto& [format, extensions] : formats) {
+        const bool isSame =
+            std::find(extensions.begin(), extensions.end(), wanted) != extensions.end();
+        if (name == std::string(format) + ":-" || (name == "-" && isSame))
+            return extensions.front();
+    }
+    return name == "-" ? ".png" : "";
+}
+
+FileError failure(const char* name, const std::string& what) {
+    return {name, what + std::generic_category().message(errno)};
+}
+
+// Up to `size` bytes of standard input; fewer only at its end.
+std::string take(std::size_t size) {
+    std::string bytes(size, '\0');
+    std::size_t taken = 0;
+    while (taken < size) {
+        const ssize_t count = read(STDIN_FILENO, bytes.data() + taken, size - taken);
+        if (count < 0) throw failure(inputName, "cannot be read: ");
+        if (count == 0) break;
+        taken += static_cast<std::size_t>(count);
+    }
+    bytes.resize(taken);
+    return bytes;
+}
+
+void refuseTerminal(int handle, const char* name) {
+    if (isatty(handle) != 0)
+        throw UsageError(std::string(name) + " is a terminal; a pipe or a file is accepted");
+}
+
+constexpr std::size_t blockSize = 1 << 20;
+
+}  // namespace
+
+Pipes::Pipes(std::vector<FilePair>& pairs, const Options& options) {
+    const bool compares = options.command == Command::compare;
+    for (FilePair& pair : pairs) {
+        auto& [input, output] = pair;
+        const bool reads = input == "-", readsOther = compares && output == "-";
+        const bool writes = !compares && output.string().ends_with(":-");
+        if (!reads && !readsOther && !writes && output != "-") continue;
+        if (pairs.size() > 1 || (reads && readsOther))
+            throw UsageError("\"-\" stands for a single picture");
+        if (reads && output != "-" && output.filename() == "-")
+            throw UsageError(std::string(inputName) + " has no name for a file in " +
+                             output.parent_path().string() + "/");
+        if (reads) connectInput(input);
+        if (readsOther) connectInput(output);
+        if (!compares && (writes || output == "-")) connectOutput(pair, options.dryRun);
+    }
+}
+
+void Pipes::connectInput(fs::path& file) {
+    refuseTerminal(STDIN_FILENO, inputName);
+    std::string block = take(blockSize);
+    const std::string_view extension = extensionOf(block);
+    if (extension.empty())
+        throw FileError(inputName, block.empty() ? "is empty" : "is no PNG, TIFF or PNM picture");
+    const fs::path folder = fs::temp_directory_path();
+    const TemporaryFile& stored = input_.emplace(folder / ("polar" + std::string(extension)));
+    fs::permissions(stored.path(), fs::perms::owner_read | fs::perms::owner_write);
+    file = stored.path();
+    Messages::callFile(file, inputName);
+    std::ofstream stream(file, std::ios::binary);
+    for (; !block.empty(); block = take(blockSize)) stream << block;
+    if (!stream.flush()) throw failure(inputName, "cannot be kept in " + folder.string() + ": ");
+}
+
+void Pipes::connectOutput(FilePair& pair, bool dryRun) {
+    const std::string_view extension = extensionOf(pair.output.string(), pair.input);
+    if (extension.empty())
+        throw UsageError(pair.output.string() +
+                         " is no format of a pipe; png:-, tiff:- and pnm:- "
+                         "are accepted");
+    pair.output = fs::temp_directory_path() / ("polar" + std::string(extension));
+    if (!dryRun) {
+        refuseTerminal(STDOUT_FILENO, outputName);
+        umask(S_IRWXG | S_IRWXO);  // the folder is everybody's
+        pair.output = output_.emplace(pair.output).path();
+    }
+    Messages::callFile(pair.output, outputName);
+}
+
+void Pipes::send() const {
+    if (!output_) return;
+    std::signal(SIGPIPE, SIG_IGN);  // or it would end the process before the files are removed
+    std::ifstream stream(output_->path(), std::ios::binary);
+    std::string block(blockSize, '\0');
+    while (stream.read(block.data(), std::ssize(block)) || stream.gcount() > 0) {
+        std::string_view left(block.data(), static_cast<std::size_t>(stream.gcount()));
+        while (!left.empty()) {
+            const ssize_t count = ::write(STDOUT_FILENO, left.data(), left.size());
+            if (count < 0) throw failure(outputName, "cannot be written: ");
+            left.remove_prefix(static_cast<std::size_t>(count));
+        }
+    }
+}
+
+}  // namespace cli
