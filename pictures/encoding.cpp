@@ -55,14 +55,22 @@ struct Choice {
     std::optional<Range> quality;
 };
 
+// Our choice of a number, for samples of 8 bits and for deeper ones.
+struct Usual {
+    int uint8, deeper;
+};
+
 // A number that the writer of a format takes.
 struct Number {
     std::string_view format, attribute;
     Range range;
+    std::optional<Usual> usual = {};  // where the writer's own takes much longer
 };
+// PNG: docs/performance.md has the measurements. Filters are bits: 16 subtracts the pixel on the
+// left, 32 the one above.
 constexpr Number numbers[] = {
-    {"png", "png:compressionLevel", {0, 9}},
-    {"png", "png:filter", {0, 248, 8}},
+    {"png", "png:compressionLevel", {0, 9}, Usual{5, 4}},
+    {"png", "png:filter", {0, 248, 8}, Usual{16 + 32, 16 + 32}},
     {"tiff", "tiff:zipquality", {1, 9}},
 };
 
@@ -208,6 +216,11 @@ void setEncoding(std::string_view format, const FileSettings& settings, OIIO::Im
         allowAny(choicesOf(format, compression), original) && !isTooMuchForJpeg(format, spec);
     if (!keeps || asked(settings, compression))
         for (const std::string_view name : {compression, quality}) spec.erase_attribute(name);
+    for (const Number& number : numbers)
+        if (number.format == format && number.usual)
+            spec.attribute(number.attribute, spec.format == OIIO::TypeDesc::UINT8
+                                                 ? number.usual->uint8
+                                                 : number.usual->deeper);
     for (const auto& [name, value] : settings.attributes)
         setAttribute(spec, knownName(name), value);
 }

@@ -19,7 +19,7 @@ std::vector<std::string> checkEncoding(const std::filesystem::path& file, std::s
                                        const FileSettings& settings);
 
 // Replaces the encoding in `spec`, which is the original file's, by the one that the attributes ask
-// for, if they do. The attributes have been checked.
+// for, else by one that takes little time. The attributes have been checked.
 void setEncoding(std::string_view format, const FileSettings& settings, OIIO::ImageSpec& spec);
 
 // Throws FileError when the writer cannot compress a picture like `spec` as it is told there.
