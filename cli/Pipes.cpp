@@ -112,7 +112,7 @@ void Pipes::connectInput(fs::path& file) {
     if (extension.empty())
         throw FileError(inputName, block.empty() ? "is empty" : "is no PNG, TIFF or PNM picture");
     const fs::path folder = fs::temp_directory_path();
-    const TemporaryFile& stored = input_.emplace(folder / ("polar" + std::string(extension)));
+    const TemporaryFile& stored = input_.emplace(folder / ("polar" + std::string(extension)), true);
     fs::permissions(stored.path(), fs::perms::owner_read | fs::perms::owner_write);
     file = stored.path();
     Messages::callFile(file, inputName);
@@ -131,7 +131,7 @@ void Pipes::connectOutput(FilePair& pair, bool dryRun) {
     if (!dryRun) {
         refuseTerminal(STDOUT_FILENO, outputName);
         umask(S_IRWXG | S_IRWXO);  // the folder is everybody's
-        pair.output = output_.emplace(pair.output).path();
+        pair.output = output_.emplace(pair.output, true).path();
     }
     Messages::callFile(pair.output, outputName);
 }

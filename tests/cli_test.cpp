@@ -38,7 +38,7 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap in.png -o none/o.png", 1, "none/o.png: cannot be written: No such file or dir"},
         {"unwrap in.png -o o.png --attrib png:compressionLevel=77", 1,
          "o.png: --attrib png:compressionLevel=77; PNG takes 0 to 9"},
-        {"unwrap in.png -o o.tif --attrib compression=jpeg", 1,
+        {"wrap in.png -o o.tif --attrib compression=jpeg", 1,
          "o.tif: compression jpeg; TIFF takes it for 3 channels of uint8, the output has 4 of"},
         {"unwrap in.png -o in.png", 1, "in.png: is the input; --overwrite"},
         {"unwrap in.png -o same.png", 1, "same.png: is the input; --overwrite"},
@@ -248,8 +248,8 @@ TEST_F(Cli, RunsGoOnWhereTheyAreAskedTo) {
     EXPECT_TRUE(std::regex_match(outcome.all(), std::regex(lines))) << outcome.all();
     fs::rename(folder / "good.tif", folder / "in.2.tif");
     std::ofstream(folder / "new/folder/o.1.jpg") << "old";
-    EXPECT_EQ(run(wrap + "1,2,4 -n --skip-existing").all(),
-              "0in.1.tif -> new/folder/o.1.jpg (exists, is skipped)\n"
+    EXPECT_EQ(run(wrap + "1,2,4 -n --skip-existing").out,
+              "in.1.tif -> new/folder/o.1.jpg (exists, is skipped)\n"
               "in.2.tif -> new/folder/o.2.jpg\n"
               "in.4.tif -> new/folder/o.4.jpg (exists, is skipped)\n");
     runWell(wrap + "1,2,4 --skip-existing -q");
