@@ -221,10 +221,11 @@ void writeName(std::string_view format, const std::filesystem::path& written,
     }
 }
 
-// Some writers do not see that the system stores no more, or that they have failed. Where a file
-// ends too early, its first or its last row is not there, whichever the format puts last.
+// Some writers do not see that they have failed, or that the system stores no more. Where a file ends
+// too early, its first or its last row is not there, whichever the format puts last; when all is
+// known to be stored, one row will do, as most readers decode all others on the way to the last.
 void requireReadable(const std::filesystem::path& written, const std::filesystem::path& file,
-                     const std::vector<OIIO::ImageSpec>& parts) {
+                     const std::vector<OIIO::ImageSpec>& parts, bool isStored) {
     const auto input = OIIO::ImageInput::open(written.string());
     const auto refuse = [&](const std::string& reason) {
         throw FileError(file, "cannot be written: what was written " + reason);
@@ -240,7 +241,7 @@ void requireReadable(const std::filesystem::path& written, const std::filesystem
         if (spec.tile_width != 0) return;  // as in IFF, whose writer looks
         std::vector<float> row(static_cast<std::size_t>(spec.width) *
                                static_cast<std::size_t>(spec.nchannels));
-        for (const int y : {spec.y, spec.y + spec.height - 1})
+        for (const int y : {spec.y, isStored ? spec.y : spec.y + spec.height - 1})
             if (!input->read_scanline(y, 0, OIIO::TypeDesc::FLOAT, row.data()))
                 return refuse("cannot be read again: " + oneLine(input->geterror()));
     }
@@ -299,7 +300,7 @@ Written PictureWriter::finish() {
     require(output_->close());
     writeName(output_->format_name(), temporary_.path(), file_);
     if (checked_ == nullptr) temporary_.reserveSpace();
-    requireReadable(temporary_.path(), file_, specs_);
+    requireReadable(temporary_.path(), file_, specs_, checked_ != nullptr);
     temporary_.moveToTarget();
     return {std::string(output_->format_name()) + " of " + specs_.front().format.c_str(), losses_};
 }
