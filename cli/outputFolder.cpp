@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "pictures/FileError.h"
+#include "pictures/TemporaryFile.h"
 
 namespace cli {
 
@@ -30,11 +31,9 @@ void makeFolder(const fs::path& output) {
     if (error) throw cannotWrite(output, error);
 }
 
-void checkPlace(const fs::path& output, bool mayBeMade) {
+void checkPlace(const fs::path& output, bool overwrite, bool mayBeMade) {
     std::error_code ignored;
-    if (fs::is_directory(output, ignored))
-        throw cannotWrite(output, std::make_error_code(std::errc::is_a_directory));
-    fs::path folder = folderOf(output);
+    fs::path folder = folderOf(pictures::findTarget(output, overwrite).file);
     while (mayBeMade && !fs::exists(folder.parent_path(), ignored))
         folder = folderOf(folder.parent_path());
     if (access(folder.c_str(), W_OK | X_OK) != 0)

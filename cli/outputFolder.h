@@ -9,8 +9,8 @@ namespace cli {
 // pictures::FileError.
 void makeFolder(const std::filesystem::path& output);
 
-// Throws pictures::FileError where a file could not be made; a missing folder is one such place
-// unless it `mayBeMade`.
-void checkPlace(const std::filesystem::path& output, bool mayBeMade);
+// Throws pictures::FileError where a file could not be made, or not be replaced without
+// `overwrite`; a missing folder is one such place unless it `mayBeMade`.
+void checkPlace(const std::filesystem::path& output, bool overwrite, bool mayBeMade);
 
 }  // namespace cli

@@ -126,7 +126,7 @@ void checkFrame(const Renderer& renderer, const std::filesystem::path& input,
                 const Messages& messages) {
     if (!settings.overwrite) refuseOwnInput(input, output);
     const Frame frame(renderer, input, output, settings, messages);
-    checkPlace(output, settings.makeFolders);
+    checkPlace(output, settings.overwrite, settings.makeFolders);
 }
 
 FrameTimes renderPicture(const Renderer& renderer, const std::filesystem::path& input,

@@ -221,9 +221,9 @@ void writeName(std::string_view format, const std::filesystem::path& written,
     }
 }
 
-// Some writers do not see that they have failed, or that the system stores no more. Where a file ends
-// too early, its first or its last row is not there, whichever the format puts last; when all is
-// known to be stored, one row will do, as most readers decode all others on the way to the last.
+// Some writers do not see that they have failed, or that the system stores no more. Where a file
+// ends too early, its first or its last row is not there, whichever the format puts last; when all
+// is known to be stored, one row will do, as most readers decode all others on the way to the last.
 void requireReadable(const std::filesystem::path& written, const std::filesystem::path& file,
                      const std::vector<OIIO::ImageSpec>& parts, bool isStored) {
     const auto input = OIIO::ImageInput::open(written.string());

@@ -50,8 +50,9 @@ class Grouping {
         }
         const int alpha = find(prefix, {"A", "alpha"});
         if (kind == Kind::layer && alpha < 0) return;
-        std::vector<std::string> names;
-        for (const int channel : colours) names.push_back(name(channel));
+        std::vector<std::string> names(colours.size());
+        std::transform(colours.begin(), colours.end(), names.begin(),
+                       [&](int channel) { return name(channel); });
         if (alpha >= 0) names.push_back(name(alpha));
         add(kind, colours, alpha, names);
     }

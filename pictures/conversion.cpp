@@ -65,7 +65,8 @@ void toPixel(const Sample* in, const Channels& channels, Alpha alpha, Pixel& out
 
 template <class Pixel, class Sample>
 void fromPixel(const Pixel& in, const Composition& composition, Sample* out) {
-    const auto& [channels, alpha, keepsLight, background] = composition;
+    const Channels& channels = composition.channels;
+    const Alpha alpha = composition.alpha;
     const auto convert = [](typename Pixel::Component component, double factor, double added) {
         if constexpr (sameScale<Pixel, Sample>)
             if (factor == 1 && added == 0) return component;
@@ -78,9 +79,12 @@ void fromPixel(const Pixel& in, const Composition& composition, Sample* out) {
     if (channels.alpha >= 0) {
         out[channels.alpha] = convert(pixel.a, 1, 0);
         // Colour that nothing covers would shine; only light of the file's own does.
-        if (alpha != Alpha::straight && out[channels.alpha] == 0 && !keepsLight) factor = 0;
+        if (alpha != Alpha::straight && out[channels.alpha] == 0 && !composition.keepsLight)
+            factor = 0;
     }
-    const auto behind = [&](std::size_t i) { return isOver ? background[i] * (1 - a) : 0; };
+    const auto behind = [&](std::size_t i) {
+        return isOver ? composition.background[i] * (1 - a) : 0;
+    };
     out[channels.r] = convert(pixel.r, factor, behind(0));
     out[channels.g] = convert(pixel.g, factor, behind(1));
     out[channels.b] = convert(pixel.b, factor, behind(2));
@@ -102,13 +106,14 @@ Rectangle wantedData(const Stored& stored, const Rectangle& area) {
 
 void samplesToImage(const Samples& samples, const Stored& stored, const Rectangle& area,
                     const polar_image& image, unsigned threads) {
-    const auto& [channels, alpha, data, orientation] = stored;
+    const Channels& channels = stored.channels;
+    const Rectangle& data = stored.data;
     const Rectangle wanted = wantedData(stored, area);
     if (wanted.width == 0) return;
     const auto convert = [&]<class Buffer>(const auto* samplesOfData) {
         const Buffer buffer(image.pixels, image.row_bytes);
         const auto address = [&](std::int64_t column, std::int64_t row) {
-            const auto place = orientation.place(column, row);
+            const auto place = stored.orientation.place(column, row);
             return buffer.address(place.column - area.x, place.row - area.y);
         };
         forEachRow(wanted.y, wanted.y + wanted.height, threads, [&](std::int64_t row) {
@@ -117,7 +122,7 @@ void samplesToImage(const Samples& samples, const Stored& stored, const Rectangl
             std::uintptr_t out = address(wanted.x, row);
             const std::uintptr_t step = address(std::int64_t{wanted.x} + 1, row) - out;
             for (QzLong i = 0; i < wanted.width; ++i, out += step, in += channels.count)
-                toPixel(in, channels, alpha, *Buffer::pixelAt(out));
+                toPixel(in, channels, stored.alpha, *Buffer::pixelAt(out));
         });
     };
     visitFormat(static_cast<unsigned>(image.format), [&]<class Buffer>() {

@@ -157,8 +157,9 @@ std::vector<Choice> gradedChoices(std::string_view format, const FileSettings& s
 std::string accepted(std::string_view format, std::string_view name, const std::string& value,
                      const FileSettings& settings) {
     if (const auto some = choicesOf(format, name); !some.empty() && !allowAny(some, value)) {
-        std::vector<std::string> words;
-        for (const Choice& choice : some) words.emplace_back(choice.word);
+        std::vector<std::string> words(some.size());
+        std::transform(some.begin(), some.end(), words.begin(),
+                       [](const Choice& choice) { return std::string(choice.word); });
         return toText(some) + suggestion(value, words);
     }
     for (const Number& number : numbers)
@@ -199,13 +200,14 @@ std::vector<std::string> checkEncoding(const std::filesystem::path& file, std::s
     std::vector<std::string> warnings;
     for (const auto& [name, value] : settings.attributes) {
         const std::string_view known = knownName(name);
-        const std::string given = name + "=" + value;
+        const std::string given = OIIO::Strutil::fmt::format("--attrib {}={}", name, value);
         if (const auto instead = accepted(format, known, value, settings); !instead.empty())
-            throw FileError(file,
-                            "--attrib " + given + "; " + titleOf(format) + " takes " + instead);
+            throw FileError(file, OIIO::Strutil::fmt::format("{}; {} takes {}", given,
+                                                             titleOf(format), instead));
         if (isUnused(format, known, settings))
-            warnings.push_back("--attrib " + given + " is metadata alone; " + titleOf(format) +
-                               " has no such choice" + (known == quality ? " of quality" : ""));
+            warnings.push_back(
+                OIIO::Strutil::fmt::format("{} is metadata alone; {} has no such choice{}", given,
+                                           titleOf(format), known == quality ? " of quality" : ""));
     }
     return warnings;
 }

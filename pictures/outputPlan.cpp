@@ -52,7 +52,8 @@ class Layout {
 
     bool holdsAny() const { return counts_ == "*"; }
     bool holds(std::size_t channels) const {
-        return holdsAny() || counts_.find(static_cast<char>('0' + channels)) != counts_.npos;
+        return holdsAny() ||
+               counts_.find(static_cast<char>('0' + channels)) != std::string_view::npos;
     }
 
     // The colour that the file is of, or what stands for it.
