@@ -30,7 +30,7 @@ struct FrameSettings {
     std::optional<QzBitmapType> format;         // else the one that holds the file's values
     std::optional<pictures::Rectangle> source;  // in pixels of the picture; else all of it
     std::optional<pictures::Rectangle> region;  // the part to render and write; likewise
-    std::string layer;                          // part or layer of the file; empty: its R, G, B, A
+    std::string layer;                          // part, layer or channel of the file; empty: all
     pictures::FileSettings file;                // of the output
     bool overwrite = false;    // whether the output may replace its own input, or a read-only file
     bool makeFolders = false;  // those of the output that are missing

@@ -1,5 +1,7 @@
 #include "cli/PartRenderer.h"
 
+#include <limits>
+
 #include "pictures/FileError.h"
 #include "pixels/QzBuffer.h"
 
@@ -31,6 +33,11 @@ Rectangle sourceOf(const Rectangle& picture, const std::optional<Rectangle>& ask
     if (seen.width == 0 || seen.height == 0)
         throw FileError(
             file, "--source " + toText(source) + " has nothing of the picture " + toText(picture));
+    constexpr QzLong most = std::numeric_limits<QzLong>::max();
+    const Rectangle both = pictures::boundingBox(picture, source);
+    if (both.width == most || both.height == most)
+        throw FileError(file, "--source " + toText(source) + " reaches too far from the picture " +
+                                  toText(picture) + "; less than 2147483647 pixels are accepted");
     return source;
 }
 
@@ -49,20 +56,18 @@ PartRenderer::PartRenderer(const Renderer& renderer, const FrameSettings& settin
       source_(sourceOf(picture_, settings.source, file)),
       region_(within(picture_, settings.region, "--region", file)) {}
 
-QzBitmapType PartRenderer::format() const { return settings_.format.value_or(part_.format()); }
-
 pictures::RenderTraits PartRenderer::traits() const {
     const bool isNearest = settings_.sampling == hosting::Sampling::nearest;
     const bool staysInside = settings_.filter == hosting::Filter::polarToRectangular &&
                              pictures::contains(part_.filled(), source_) &&
                              pictures::contains(source_, region_) &&
                              (!isNearest || renderer_.canRepeatEdges());
-    return {!staysInside, isNearest};
+    return {!staysInside, isNearest, region_, settings_.format.value_or(part_.format())};
 }
 
 std::string PartRenderer::describeInput() const {
     std::string name;
-    visitFormat(format(), [&]<class Buffer>() { name = Buffer::name; });
+    visitFormat(traits().format, [&]<class Buffer>() { name = Buffer::name; });
     return toText(picture_) + ", " + part_.spec.format.c_str() + " components, " +
            (part_.groups.front().alpha < 0               ? "no alpha"
             : part_.alpha == pictures::Alpha::associated ? "associated alpha"
@@ -76,20 +81,20 @@ std::string PartRenderer::describeRender() const {
            ", rendered by " + renderer_.name();
 }
 
-polar_image PartRenderer::render(const pictures::OutputGroup& group, unsigned threads,
-                                 const Fill& fill) {
+void PartRenderer::render(const pictures::OutputGroup& group, unsigned threads, const Fill& fill,
+                          const std::function<void(const polar_image&)>& use) const {
     // At the rim, where half of the pixels to mix may be missing, the others stand for them; the
     // nearest one has no others.
     const bool repeatsEdges =
         traits().keepsPixels && group.composition.alpha == pictures::Alpha::dropped;
     Rectangle area = pictures::boundingBox(picture_, source_);
     if (repeatsEdges) area = {source_.x, source_.y, source_.width + 1, source_.height + 1};
-    rendering_ = renderer_.start(area.width, area.height, format(), threads);
-    const polar_image input = rendering_->input();
+    const auto rendering = renderer_.start(area.width, area.height, traits().format, threads);
+    const polar_image input = rendering->input();
     fill(area, input);
     if (repeatsEdges) pictures::repeatLastPixels(input);
-    return rendering_->render({settings_.filter, settings_.sampling, moved(source_, area),
-                               moved(region_, area), repeatsEdges});
+    use(rendering->render({settings_.filter, settings_.sampling, moved(source_, area),
+                           moved(region_, area), repeatsEdges}));
 }
 
 }  // namespace cli

@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <functional>
-#include <memory>
 
 #include "cli/Options.h"
 #include "cli/Rendering.h"
@@ -19,8 +18,6 @@ class PartRenderer {
     PartRenderer(const Renderer& renderer, const FrameSettings& settings,
                  const std::filesystem::path& file, const pictures::PicturePart& part);
 
-    QzBitmapType format() const;
-    const pictures::Rectangle& region() const { return region_; }
     pictures::RenderTraits traits() const;
 
     // On one line each, what is read and how it is rendered.
@@ -30,16 +27,16 @@ class PartRenderer {
     // Writes what lies in `area` of the picture into an image of that size.
     using Fill = std::function<void(const pictures::Rectangle& area, const polar_image& image)>;
 
-    // The region, rendered from a group of channels on at most `threads` threads; valid until the
-    // next call. Throws as Rendering::render().
-    polar_image render(const pictures::OutputGroup& group, unsigned threads, const Fill& fill);
+    // Calls `use` with the region, rendered from a group of channels on at most `threads` threads.
+    // Throws as Rendering::render().
+    void render(const pictures::OutputGroup& group, unsigned threads, const Fill& fill,
+                const std::function<void(const polar_image&)>& use) const;
 
   private:
     const Renderer& renderer_;
     const FrameSettings& settings_;
     const pictures::PicturePart& part_;
     pictures::Rectangle picture_, source_, region_;
-    std::unique_ptr<Rendering> rendering_;  // owns the last result
 };
 
 }  // namespace cli

@@ -3,6 +3,7 @@
 #include <OpenImageIO/strutil.h>
 
 #include <chrono>
+#include <functional>
 #include <new>
 #include <system_error>
 
@@ -72,23 +73,25 @@ struct Frame {
     }
 };
 
-// Renders all groups of a part, one after the other, into the samples of the output.
-FrameTimes renderPart(PartRenderer& renderer, PictureReader& reader, PictureWriter& writer,
-                      const pictures::OutputPlan& plan, std::size_t index, unsigned threads) {
-    const pictures::OutputPart& part = plan.parts[index];
+// Renders all groups of a part, one after the other, into samples that `makeSamples` has made.
+FrameTimes renderPart(Frame& frame, std::size_t index, unsigned threads, PictureWriter& writer,
+                      const std::function<pictures::Samples()>& makeSamples) {
+    const pictures::OutputPart& part = frame.plan.parts[index];
     Stopwatch stopwatch;
     FrameTimes times;
-    pictures::Samples in = reader.read(*part.from, threads), out;
+    pictures::Samples in = frame.reader.read(*part.from, threads), out;
     for (const pictures::OutputGroup& group : part.groups) {
-        const polar_image image =
-            renderer.render(group, threads, [&](const Rectangle& area, const polar_image& input) {
-                samplesToImage(in, part.from->stored(*group.from), area, input, threads);
-                if (&group == &part.groups.back()) in = {};  // memory for the result
-                times.read += stopwatch.lap();
-            });
-        times.render += stopwatch.lap();
-        if (&group == &part.groups.front()) out = writer.makeSamples(index);
-        imageToSamples(image, group.composition, out, threads);
+        const auto fill = [&](const Rectangle& area, const polar_image& image) {
+            samplesToImage(in, part.from->stored(*group.from), area, image, threads);
+            if (&group == &part.groups.back()) in = {};  // memory for the result
+            times.read += stopwatch.lap();
+        };
+        const auto use = [&](const polar_image& image) {
+            times.render += stopwatch.lap();
+            if (&group == &part.groups.front()) out = makeSamples();
+            imageToSamples(image, group.composition, out, threads);
+        };
+        frame.rendererOf(part).render(group, threads, fill, use);
         times.write += stopwatch.lap();
     }
     writer.write(index, out, threads);
@@ -100,13 +103,14 @@ FrameTimes render(Frame& frame, const std::filesystem::path& output, const Frame
                   unsigned threads, const Messages& messages) {
     if (settings.makeFolders) makeFolder(output);
     PictureWriter writer(output, settings.overwrite);
-    std::vector<QzBitmapType> formats;
-    for (const auto& part : frame.plan.parts) formats.push_back(frame.rendererOf(part).format());
-    writer.open(frame.reader, frame.plan, frame.renderers.front().region(), formats, settings.file);
     FrameTimes times;
     for (std::size_t i = 0; i < frame.plan.parts.size(); ++i)
-        times += renderPart(frame.rendererOf(frame.plan.parts[i]), frame.reader, writer, frame.plan,
-                            i, threads);
+        times += renderPart(frame, i, threads, writer, [&] {
+            // Not before there is something to write: for a small file of a huge window, which ends
+            // for want of memory, the writer would build a huge table first.
+            if (i == 0) writer.open(frame.plan, settings.file);
+            return writer.makeSamples(i);
+        });
     Stopwatch stopwatch;
     const pictures::Written written = writer.finish();
     times.write += stopwatch.lap();

@@ -123,12 +123,12 @@ std::unique_ptr<OIIO::ImageInput> openPicture(const std::filesystem::path& file)
     const std::string complaint = input ? "" : OIIO::geterror();
     refuseMoving(file, input.get());
     if (!input) throw FileError(file, "not a readable picture: " + oneLine(complaint));
-    checkSize(file, input->spec());
     return input;
 }
 
 void readSamples(const std::filesystem::path& file, OIIO::ImageInput& input, int first, int end,
                  const OIIO::TypeDesc& type, void* samples) {
+    checkSize(file, input.spec());
     if (!input.read_image(input.current_subimage(), 0, first, end, type, samples))
         throw FileError(file, "cannot be read: " + oneLine(input.geterror()));
     // The JPEG library fills what is missing with grey and calls it a warning.
@@ -192,6 +192,7 @@ void PictureReader::addAllParts() {
         else
             addPart(parts[i], static_cast<int>(i), {});
     }
+    if (parts_.empty()) throw FileError(file_, "deep pictures; flat ones are accepted");
 }
 
 void PictureReader::addLayer(const std::string& layer) {
@@ -227,6 +228,11 @@ void PictureReader::addPart(const OIIO::ImageSpec& spec, int index, const Layer&
         if (group.alpha >= 0) group.alpha -= part.firstChannel;
     }
     warnOfLostAlpha(spec);
+    for (int i = 0; i < spec.nchannels; ++i)
+        if (spec.channelformat(i) == OIIO::TypeDesc::UINT32)
+            warnings_.push_back(std::string(spec.channel_name(i)) +
+                                ": integers of 32 bits are kept to 24 bits, and only in OpenEXR of "
+                                "the same depth as integers");
     parts_.push_back(std::move(part));
 }
 

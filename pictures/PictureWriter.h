@@ -30,11 +30,8 @@ class PictureWriter {
     // cannot, as checkExtension() does too.
     PictureWriter(const std::filesystem::path& file, bool overwrite);
 
-    // Begins the file, for all parts of the plan: `region` of each, with the metadata of `input`
-    // and rendered in the format of `formats`, one for each part. The plan must outlive the
-    // object's last call. Throws FileError.
-    void open(const PictureReader& input, const OutputPlan& plan, const Rectangle& region,
-              const std::vector<QzBitmapType>& formats, const FileSettings& settings);
+    // Begins the file, for all parts of the plan. Throws FileError.
+    void open(const OutputPlan& plan, const FileSettings& settings);
 
     // Room for all samples of a part. Throws std::bad_alloc when memory is out.
     Samples makeSamples(std::size_t part) const;

@@ -111,9 +111,9 @@ std::vector<ChannelGroup> groupChannels(const OIIO::ImageSpec& spec, std::string
     }
     const int alpha = storedAlpha(spec, fileFormat, grouping.find("", {"A"}));
     const int colours = spec.nchannels - (alpha < 0 ? 0 : 1);
-    if (colours == 2) return std::move(grouping).finish();
+    if (colours == 2 && alpha < 0) return std::move(grouping).finish();
     std::vector<std::string> names{"R", "G", "B"};
-    if (colours == 1) names = {"Y"};
+    if (colours < 3) names = {"Y"};
     std::vector<int> places;
     for (int i = 0; places.size() < names.size(); ++i)
         if (i != alpha) places.push_back(i);

@@ -75,12 +75,13 @@ void fromPixel(const Pixel& in, const Composition& composition, Sample* out) {
     const auto pixel = in.load();
     const double a = pixel.a / pixelUnit<Pixel>;
     const bool isOver = alpha == Alpha::overBackground;
-    double factor = isOver ? a : colourFactor(alpha, a);
+    // Where nothing is covered, light is added to what is behind.
+    const bool isLight = composition.keepsLight && pixel.a == 0;
+    double factor = isOver && !isLight ? a : colourFactor(alpha, a);
     if (channels.alpha >= 0) {
         out[channels.alpha] = convert(pixel.a, 1, 0);
         // Colour that nothing covers would shine; only light of the file's own does.
-        if (alpha != Alpha::straight && out[channels.alpha] == 0 && !composition.keepsLight)
-            factor = 0;
+        if (alpha != Alpha::straight && out[channels.alpha] == 0 && !isLight) factor = 0;
     }
     const auto behind = [&](std::size_t i) {
         return isOver ? composition.background[i] * (1 - a) : 0;
@@ -97,9 +98,26 @@ void forEachRow(QzLong first, QzLong end, unsigned threads, const Convert& conve
         first, end, [&](std::int64_t row) { convert(row); }, static_cast<int>(threads));
 }
 
-// The samples of `stored` that lie in `area`, in stored pixels.
+// The rectangle with these pixels in opposite corners.
+Rectangle between(const Orientation::Place& a, const Orientation::Place& b) {
+    return {static_cast<QzLong>(std::min(a.column, b.column)),
+            static_cast<QzLong>(std::min(a.row, b.row)),
+            static_cast<QzLong>(std::abs(a.column - b.column) + 1),
+            static_cast<QzLong>(std::abs(a.row - b.row) + 1)};
+}
+
+// The stored pixels that lie in `area` of the picture; width or height is 0 when none does.
 Rectangle wantedData(const Stored& stored, const Rectangle& area) {
-    return stored.orientation.isUpright() ? intersection(stored.data, area) : stored.data;
+    const auto& [x, y, width, height] = stored.data;
+    const Orientation& orientation = stored.orientation;
+    const Rectangle wanted = intersection(
+        between(orientation.place(x, y),
+                orientation.place(std::int64_t{x} + width - 1, std::int64_t{y} + height - 1)),
+        area);
+    if (wanted.width == 0 || wanted.height == 0) return {};
+    return between(orientation.stored(wanted.x, wanted.y),
+                   orientation.stored(std::int64_t{wanted.x} + wanted.width - 1,
+                                      std::int64_t{wanted.y} + wanted.height - 1));
 }
 
 }  // namespace

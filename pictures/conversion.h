@@ -40,7 +40,6 @@ class Orientation {
     Orientation(int exif, QzLong width, QzLong height)
         : exif_(exif < 1 || exif > 8 ? 1 : exif), lastColumn_(width - 1), lastRow_(height - 1) {}
 
-    bool isUpright() const { return exif_ == 1; }
     // Whether columns are the picture's rows.
     bool isTurned() const { return exif_ >= 5; }
 
@@ -49,12 +48,22 @@ class Orientation {
     };
     // Where a stored pixel lies in the picture.
     Place place(std::int64_t column, std::int64_t row) const {
-        if (exif_ == 2 || exif_ == 3 || exif_ == 7 || exif_ == 8) column = lastColumn_ - column;
-        if (exif_ == 3 || exif_ == 4 || exif_ == 6 || exif_ == 7) row = lastRow_ - row;
-        return isTurned() ? Place{row, column} : Place{column, row};
+        const Place flipped = flip({column, row});
+        return isTurned() ? Place{flipped.row, flipped.column} : flipped;
+    }
+    // Where a pixel of the picture is stored.
+    Place stored(std::int64_t column, std::int64_t row) const {
+        return flip(isTurned() ? Place{row, column} : Place{column, row});
     }
 
   private:
+    Place flip(Place at) const {
+        if (exif_ == 2 || exif_ == 3 || exif_ == 7 || exif_ == 8)
+            at.column = lastColumn_ - at.column;
+        if (exif_ == 3 || exif_ == 4 || exif_ == 6 || exif_ == 7) at.row = lastRow_ - at.row;
+        return at;
+    }
+
     int exif_;
     std::int64_t lastColumn_, lastRow_;
 };
@@ -70,8 +79,7 @@ struct Stored {
     Orientation orientation;
 };
 
-// Writes what lies in `area` of the picture to `image`, which has that size. A rectangle of data
-// that is not all of the picture is upright.
+// Writes what lies in `area` of the picture to `image`, which has that size.
 void samplesToImage(const Samples& samples, const Stored& stored, const Rectangle& area,
                     const polar_image& image, unsigned threads);
 

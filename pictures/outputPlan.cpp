@@ -6,6 +6,7 @@
 
 #include "pictures/encoding.h"
 #include "pictures/imageLibrary.h"
+#include "pictures/outputSpec.h"
 #include "pictures/suggestion.h"
 
 namespace pictures {
@@ -48,7 +49,7 @@ class Layout {
           counts_(countsOf(output.format_name())),
           settings_(settings),
           traits_(traits),
-          part_{&original, {}, {}, -1} {}
+          part_{&original, {}, {}, -1, traits.region, traits.format, {}} {}
 
     bool holdsAny() const { return counts_ == "*"; }
     bool holds(std::size_t channels) const {
@@ -81,7 +82,9 @@ class Layout {
     void addOther(const ChannelGroup& group) {
         Composition composition{};
         const bool hasAlpha = group.alpha >= 0;
-        composition.alpha = hasAlpha ? alphaFor(output_, *part_.from, true) : Alpha::overBackground;
+        composition.alpha = hasAlpha               ? alphaFor(output_, *part_.from, true)
+                            : traits_.showsNothing ? Alpha::overBackground
+                                                   : Alpha::dropped;
         add(group, composition, group.colours.size(), hasAlpha);
     }
 
@@ -202,6 +205,10 @@ OutputPlan planOutput(const PictureReader& input, const std::filesystem::path& f
         plan.warnings.insert(plan.warnings.end(), layout.warnings().begin(),
                              layout.warnings().end());
         plan.parts.push_back(layout.finish());
+    }
+    for (OutputPart& part : plan.parts) {
+        part.spec = describePart(*output, input, part, plan.parts.size() == 1, settings);
+        requireEncodable(file, output->format_name(), part.spec);
     }
     return plan;
 }

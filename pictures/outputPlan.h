@@ -11,10 +11,12 @@
 
 namespace pictures {
 
-// What a render does to opaque pictures and to single pixels.
+// How a part is rendered.
 struct RenderTraits {
-    bool showsNothing;  // places where there is no source can be seen
-    bool keepsPixels;   // pixels are moved as they are, not mixed
+    bool showsNothing;    // places where there is no source can be seen
+    bool keepsPixels;     // pixels are moved as they are, not mixed
+    Rectangle region;     // of the picture
+    QzBitmapType format;  // of the images
 };
 
 // A group of channels and where it goes.
@@ -35,6 +37,9 @@ struct OutputPart {
     std::vector<OutputGroup> groups;
     std::vector<OutputChannel> channels;
     int alphaChannel = -1;  // index
+    Rectangle region;       // of the picture of `from`
+    QzBitmapType format;    // that it is rendered in
+    OIIO::ImageSpec spec;   // as it is going to be written
 };
 
 struct OutputPlan {

@@ -38,7 +38,7 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap in.png -o none/o.png", 1, "none/o.png: cannot be written: No such file or dir"},
         {"unwrap in.png -o o.png --attrib png:compressionLevel=77", 1,
          "o.png: --attrib png:compressionLevel=77; PNG takes 0 to 9"},
-        {"wrap in.png -o o.tif --attrib compression=jpeg", 1,
+        {"wrap -n in.png -o o.tif --attrib compression=jpeg", 1,
          "o.tif: compression jpeg; TIFF takes it for 3 channels of uint8, the output has 4 of"},
         {"unwrap in.png -o in.png", 1, "in.png: is the input; --overwrite"},
         {"unwrap in.png -o same.png", 1, "same.png: is the input; --overwrite"},

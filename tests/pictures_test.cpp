@@ -109,6 +109,10 @@ TEST_F(Cli, ChannelsKeepTheirMeaning) {
         result.getpixel(2, 1, samples.data(), int(out.size()));
         expectNear(samples, out, 3e-3, file);
     }
+    for (const std::string sampling : {"bilinear", "nearest"}) {  // below, where half is missing
+        runWell("unwrap z.exr -o o.exr --sampling " + sampling);
+        EXPECT_EQ(pixel(load("o.exr"), 4, 7)[0], 3);
+    }
     EXPECT_EQ(run("unwrap all.exr -o o.png -q").all(), "0");
     EXPECT_EQ(run("unwrap all.exr -o o.tif").all(), "0");
     EXPECT_EQ(load("o.tif").nchannels(), 12);
@@ -130,18 +134,21 @@ TEST_F(Cli, AllPartsOrTheOneAskedForAreRendered) {
                 output->write_image(TypeDesc::FLOAT, depth.data()) &&
                 output->open(file, parts[1], OIIO::ImageOutput::AppendSubimage) &&
                 output->write_image(TypeDesc::FLOAT, one.data()) && output->close());
-    runWell("unwrap in.exr -o all.exr");
+    EXPECT_TRUE(
+        run("unwrap in.exr -o all.exr").err.starts_with("polar: in.exr: id: integers of 32"));
     const auto all = OIIO::ImageInput::open((folder / "all.exr").string());
     EXPECT_EQ(all->spec(0).channelformat(0), TypeDesc::FLOAT);
     EXPECT_EQ(all->spec(0).channelformat(1), TypeDesc::UINT32);
     EXPECT_EQ(all->spec(1).format, TypeDesc::HALF);
     EXPECT_EQ(all->spec(1).get_string_attribute("oiio:subimagename"), "colour");
     EXPECT_EQ(pixel(load("all.exr"), 4, 4)[0], 1.0f / 3);
-    EXPECT_EQ(run("wrap in.exr -o o.png").err,
-              "polar: o.png: PNG holds one part; not written: depth (Z, id)\n"
-              "polar: o.png: PNG holds 16 bits a component; the picture has floats\n");
+    EXPECT_NEAR(pixel(load("all.exr"), 4, 4)[1], 1.0f / 3, 1e-7);
+    EXPECT_TRUE(run("wrap in.exr -o o.png")
+                    .err.ends_with(
+                        "polar: o.png: PNG holds one part; not written: depth (Z, id)\n"
+                        "polar: o.png: PNG holds 16 bits a component; the picture has floats\n"));
     EXPECT_EQ(pixel(load("o.png"), 4, 4), (std::vector<float>{1, 1, 1, 1}));
-    runWell("wrap in.exr -o z.exr --layer depth");
+    runWell("wrap in.exr -o z.exr --layer depth -q");
     EXPECT_EQ(load("z.exr").nchannels(), 2);
     runBadly("wrap in.exr -o x.exr --layer colours", 1,
              "in.exr: no layer colours; it has Z, colour, depth, id; did you mean colour?");
@@ -162,6 +169,11 @@ TEST_F(Cli, WhatIsNotCoveredDoesNotShine) {
         runWell("unwrap light." + type + " -o o." + type + " --sampling nearest");
         expectNear(pixel(load("o." + type, true), 2, 1), light, 1e-6, type);
     }
+    runWell("unwrap light.tif -o o.tif --sampling nearest --background 0.2");
+    expectNear(pixel(load("o.tif"), 2, 1), {0.6f, 0.4f, 0.2f, 1}, 1e-6, "light before a colour");
+    save("thin.exr", {8, 8, 4, TypeDesc::FLOAT}, std::vector<float>(4, 0.001f));
+    runWell("unwrap thin.exr -o o.tif --depth uint8 --sampling nearest");
+    EXPECT_EQ(pixel(load("o.tif", true), 2, 1), std::vector<float>(4));
     save("deep.tif", {8, 8, 4, TypeDesc::UINT16}, {1, 1, 1, 100 / 65535.f});
     runWell("unwrap deep.tif -o o.exr --format rgba8");
     EXPECT_EQ(pixel(load("o.exr"), 2, 1), std::vector<float>(4));
@@ -194,6 +206,10 @@ TEST_F(Cli, PicturesAreTurnedFirst) {
             for (const int eighth : {1, 7, 3, 5})
                 found.push_back(pixel(out, eighth * width / 8, out.spec().height / 2)[0]);
             expectNear(found, upright[tag - 1], 0.02, type + std::to_string(tag));
+            runWell("unwrap in." + type + " -o o.tif --sampling nearest --source 8x8 --region 8x8");
+            const OIIO::ImageBuf corner = load("o.tif");
+            for (int i = 0; i < 64; ++i)
+                ASSERT_NEAR(pixel(corner, i % 8, i / 8)[0], upright[tag - 1][0], 0.02) << tag;
         }
 }
 

@@ -6,7 +6,8 @@ _polar() {
         words="unwrap wrap compare info help --help --version"
     elif [ "$command" = help ]; then
         words="unwrap wrap compare info"
-    elif [[ $before == --sampling || $before == --format || $before == --depth ]]; then
+    elif [[ $before == --sampling || $before == --format || $before == --depth \
+        || $before == --alpha ]]; then
         words=$(polar "$command" --help 2>/dev/null |
             sed -n "s/^ *$before \([^= ]*\).*/\1/p" | tr '|' ' ')
     elif [[ $word == -* ]]; then
