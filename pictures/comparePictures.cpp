@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <sstream>
+#include <utility>
 
 #include "pictures/PictureReader.h"
 #include "pictures/imageLibrary.h"
@@ -19,15 +21,30 @@ struct Content {
     std::vector<float> samples;  // which hold 16-bit integers and halves exactly
 };
 
-Content load(const std::filesystem::path& file) {
-    const auto input = openPicture(file);
-    Content content{input->spec(), {}};
-    content.samples.resize(content.spec.image_pixels() *
-                           static_cast<std::size_t>(content.spec.nchannels));
-    readSamples(file, *input, 0, content.spec.nchannels, OIIO::TypeDesc::FLOAT,
-                content.samples.data());
-    return content;
-}
+struct File {
+    explicit File(std::filesystem::path name) : path(std::move(name)), input(openPicture(path)) {
+        if (isOneOf(input->format_name(), {"openexr"}))
+            parts = input->spec().get_int_attribute("oiio:subimages", 1);
+    }
+
+    Content load(int part) const {
+        if (!input->seek_subimage(part, 0))
+            throw FileError(path, "cannot be read: " + oneLine(input->geterror()));
+        Content content{input->spec(), {}};
+        if (content.spec.deep)
+            throw FileError(path, "part " + partName(content.spec) +
+                                      " is a deep picture; flat ones are accepted");
+        content.samples.resize(content.spec.image_pixels() *
+                               static_cast<std::size_t>(content.spec.nchannels));
+        readSamples(path, *input, 0, content.spec.nchannels, OIIO::TypeDesc::FLOAT,
+                    content.samples.data());
+        return content;
+    }
+
+    std::filesystem::path path;
+    std::unique_ptr<OIIO::ImageInput> input;
+    int parts = 1;  // that are compared
+};
 
 bool lacksOnlyAlpha(const Content& content, const Content& other) {
     std::vector<std::string> names = content.spec.channelnames;
@@ -82,27 +99,48 @@ Differences differences(const Content& a, const Content& b) {
     return result;
 }
 
-}  // namespace
+// What is said of a part begins so.
+std::string titleOf(const File& file, const OIIO::ImageSpec& spec) {
+    return file.parts == 1 ? "" : "part " + partName(spec) + ": ";
+}
 
-Comparison comparePictures(const std::filesystem::path& fileA, const std::filesystem::path& fileB,
-                           double tolerance) {
-    Content a = load(fileA), b = load(fileB);
-    const std::string shapeA = shapeOf(a.spec), shapeB = shapeOf(b.spec);
+Comparison compareParts(const File& fileA, const File& fileB, int part, double tolerance) {
+    Content a = fileA.load(part), b = fileB.load(part);
+    const std::string title = titleOf(fileA, a.spec);
+    const std::string shapeA = title + shapeOf(a.spec),
+                      shapeB = titleOf(fileB, b.spec) + shapeOf(b.spec);
     if (lacksOnlyAlpha(a, b)) addOpaqueAlpha(a);
     if (lacksOnlyAlpha(b, a)) addOpaqueAlpha(b);
-    if (shapeOf(a.spec) != shapeOf(b.spec))
-        throw FileError(fileB, shapeB + "; " + fileA.string() + " has " + shapeA);
+    if (title + shapeOf(a.spec) != titleOf(fileB, b.spec) + shapeOf(b.spec))
+        throw FileError(fileB.path, shapeB + "; " + fileA.path.string() + " has " + shapeA);
     const Differences found = differences(a, b);
     const auto pixels = a.spec.image_pixels();
     std::ostringstream report;
-    report << fileA.string() << ' ' << fileB.string() << ": " << found.pixels << " of " << pixels
-           << " pixels differ\n";
+    report << fileA.path.string() << ' ' << fileB.path.string() << ": " << title << found.pixels
+           << " of " << pixels << " pixels differ\n";
     for (std::size_t c = 0; c < found.largest.size(); ++c)
         if (found.largest[c] > 0)
             report << "  " << a.spec.channelnames[c] << ": largest " << found.largest[c]
                    << ", mean " << found.sum[c] / static_cast<double>(pixels) << '\n';
     const double largest = *std::max_element(found.largest.begin(), found.largest.end());
     return {report.str(), largest <= tolerance};
+}
+
+}  // namespace
+
+Comparison comparePictures(const std::filesystem::path& fileA, const std::filesystem::path& fileB,
+                           double tolerance) {
+    const File a(fileA), b(fileB);
+    if (a.parts != b.parts)
+        throw FileError(fileB, "number of parts " + std::to_string(b.parts) + "; " +
+                                   fileA.string() + " has " + std::to_string(a.parts));
+    Comparison all{"", true};
+    for (int part = 0; part < a.parts; ++part) {
+        const Comparison one = compareParts(a, b, part, tolerance);
+        all.report += one.report;
+        all.agree = all.agree && one.agree;
+    }
+    return all;
 }
 
 }  // namespace pictures

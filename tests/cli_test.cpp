@@ -301,6 +301,24 @@ TEST_F(Cli, ChunksOfAFarmAreTheFilesOfOneRun) {
     }
 }
 
+// An OpenEXR file with a part for each value, which all of its pixels have.
+void saveParts(const fs::path& file, const std::vector<float>& values) {
+    std::vector<OIIO::ImageSpec> specs(values.size(), {4, 2, 1, TypeDesc::FLOAT});
+    for (std::size_t i = 0; i < specs.size(); ++i) {
+        specs[i].channelnames = {"G"};
+        specs[i].attribute("oiio:subimagename", "p" + std::to_string(i));
+    }
+    const auto output = OIIO::ImageOutput::create("exr");
+    bool written = output->open(file.string(), int(specs.size()), specs.data());
+    for (std::size_t i = 0; i < specs.size(); ++i) {
+        if (i > 0)
+            written &= output->open(file.string(), specs[i], OIIO::ImageOutput::AppendSubimage);
+        const std::vector<float> samples(8, values[i]);
+        written &= output->write_image(TypeDesc::FLOAT, samples.data());
+    }
+    ASSERT_TRUE(output->close() && written) << output->geterror();
+}
+
 TEST_F(Cli, CompareMeasuresDifferences) {
     save("a.exr", {3, 1, 3, TypeDesc::FLOAT}, {0, 0, 0, 1, 1, 1, 0, 0, 0});
     save("b.exr", {3, 1, 3, TypeDesc::FLOAT}, {0, 0, 0, 1, 0.5f, 1, 0, 0.25f, 0});
@@ -322,6 +340,14 @@ TEST_F(Cli, CompareMeasuresDifferences) {
         const Outcome outcome = run("compare " + arguments);
         EXPECT_EQ(outcome.all(), std::to_string(status) + out) << arguments;
     }
+    saveParts(folder / "one.exr", {0.5f});
+    saveParts(folder / "two.exr", {0.5f, 0.5f});
+    saveParts(folder / "far.exr", {0.5f, 0.25f});
+    EXPECT_EQ(run("compare two.exr far.exr").all(),
+              "1two.exr far.exr: part p0: 0 of 8 pixels differ\n"
+              "two.exr far.exr: part p1: 8 of 8 pixels differ\n  G: largest 0.25, mean 0.25\n");
+    runWell("compare -q two.exr two.exr");
+    runBadly("compare two.exr one.exr", 2, "one.exr: number of parts 1; two.exr has 2");
     save("c.exr", {3, 2, 3, TypeDesc::FLOAT}, {0, 0, 0});
     runBadly("compare a.exr c.exr", 2, "c.exr: 3x2+0+0 of 3x2+0+0 and channels R,G,B; a.exr has");
 }
