@@ -165,7 +165,8 @@ std::string namesOf(const PicturePart& part, const ChannelGroup* except) {
 
 std::unique_ptr<OIIO::ImageOutput> makeOutput(const std::filesystem::path& file) {
     auto output = OIIO::ImageOutput::create(file.string());
-    if (output) return output;
+    // Those write no file: one prints the picture on standard output, the other drops it.
+    if (output && !isOneOf(output->format_name(), {"term", "null"})) return output;
     const std::string extension =
         OIIO::Strutil::lower(file.extension().string().substr(file.has_extension() ? 1 : 0));
     throw ExtensionError(file, "no picture format that can be written has the extension \"" +

@@ -34,6 +34,8 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap in.png -o o.png --region 17x8", 1,
          "in.png: --region 17x8+0+0 lies outside the picture 16x8+0+0; the nearest inside is 16x8"},
         {"unwrap none.png -o o.exrr", 2, "the extension \"exrr\"; did you mean exr?"},
+        {"unwrap in.png -o o.term", 2, "no picture format that can be written has"},
+        {"unwrap in.png -o o.null", 2, "no picture format that can be written has"},
         {"unwrap in.png -o o.jp2", 1, "o.jp2: cannot be written: what was written cannot be read"},
         {"unwrap in.png -o none/o.png", 1, "none/o.png: cannot be written: No such file or dir"},
         {"unwrap in.png -o o.png --attrib png:compressionLevel=77", 1,
