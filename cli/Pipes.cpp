@@ -1,7 +1,6 @@
 #include "cli/Pipes.h"
 
 #include <OpenImageIO/strutil.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,7 +22,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::string_view_literals;
 using pictures::FileError;
-using pictures::TemporaryFile;
 using sequences::FilePair;
 using sequences::UsageError;
 
@@ -60,8 +58,10 @@ std::string_view extensionOf(const std::string& name, const fs::path& input) {
     return name == "-" ? ".png" : "";
 }
 
-FileError failure(const char* name, const std::string& what) {
-    return {name, what + std::generic_category().message(errno)};
+// To be thrown right after what failed.
+FileError failure(const char* name, std::string_view what) {
+    const int error = errno;
+    return {name, std::string(what) + std::generic_category().message(error)};
 }
 
 // Up to `size` bytes of standard input; fewer only at its end.
@@ -111,14 +111,15 @@ void Pipes::connectInput(fs::path& file) {
     const std::string_view extension = extensionOf(block);
     if (extension.empty())
         throw FileError(inputName, block.empty() ? "is empty" : "is no PNG, TIFF or PNM picture");
-    const fs::path folder = fs::temp_directory_path();
-    const TemporaryFile& stored = input_.emplace(folder / ("polar" + std::string(extension)), true);
-    fs::permissions(stored.path(), fs::perms::owner_read | fs::perms::owner_write);
-    file = stored.path();
+    file = inFolder("input" + std::string(extension));
     Messages::callFile(file, inputName);
+    const std::string notKept =
+        "cannot be kept in " + folder_->path().parent_path().string() + ": ";
     std::ofstream stream(file, std::ios::binary);
-    for (; !block.empty(); block = take(blockSize)) stream << block;
-    if (!stream.flush()) throw failure(inputName, "cannot be kept in " + folder.string() + ": ");
+    for (; !block.empty(); block = take(blockSize))
+        if (!(stream << block).flush()) throw failure(inputName, notKept);
+    stream.close();
+    if (!stream) throw failure(inputName, notKept);
 }
 
 void Pipes::connectOutput(FilePair& pair, bool dryRun) {
@@ -127,19 +128,20 @@ void Pipes::connectOutput(FilePair& pair, bool dryRun) {
         throw UsageError(pair.output.string() +
                          " is no format of a pipe; png:-, tiff:- and pnm:- "
                          "are accepted");
-    pair.output = fs::temp_directory_path() / ("polar" + std::string(extension));
-    if (!dryRun) {
-        refuseTerminal(STDOUT_FILENO, outputName);
-        umask(S_IRWXG | S_IRWXO);  // the folder is everybody's
-        pair.output = output_.emplace(pair.output, true).path();
-    }
+    if (!dryRun) refuseTerminal(STDOUT_FILENO, outputName);
+    pair.output = output_ = inFolder("output" + std::string(extension));
     Messages::callFile(pair.output, outputName);
 }
 
+fs::path Pipes::inFolder(std::string_view name) {
+    if (!folder_) folder_.emplace(fs::temp_directory_path());
+    return folder_->path() / name;
+}
+
 void Pipes::send() const {
-    if (!output_) return;
+    if (!writes()) return;
     std::signal(SIGPIPE, SIG_IGN);  // or it would end the process before the files are removed
-    std::ifstream stream(output_->path(), std::ios::binary);
+    std::ifstream stream(output_, std::ios::binary);
     std::string block(blockSize, '\0');
     while (stream.read(block.data(), std::ssize(block)) || stream.gcount() > 0) {
         std::string_view left(block.data(), static_cast<std::size_t>(stream.gcount()));

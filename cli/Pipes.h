@@ -1,7 +1,9 @@
 // Standard input and output in the places of files.
 #pragma once
 
+#include <filesystem>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "cli/Options.h"
@@ -11,16 +13,16 @@
 namespace cli {
 
 // "-" for an input and "-", "png:-", "tiff:-" or "pnm:-" for an output stand for pipes. Pictures in
-// them pass through temporary files, which go with the object and on signals.
+// them pass through files in a temporary folder, which goes with the object and on signals.
 class Pipes {
   public:
-    // Reads a picture from standard input where `pairs` name it, and has `pairs` name the temporary
-    // files instead; messages keep calling them by what they stand for. Throws FileError, and
+    // Reads a picture from standard input where `pairs` name it, and has `pairs` name files in
+    // the folder instead; messages keep calling them by what they stand for. Throws FileError, and
     // UsageError where pipes and files do not fit together.
     Pipes(std::vector<sequences::FilePair>& pairs, const Options& options);
 
     // Whether the output is a pipe.
-    bool writes() const { return output_.has_value(); }
+    bool writes() const { return !output_.empty(); }
 
     // Writes the finished output to standard output, if it goes there. Throws FileError.
     void send() const;
@@ -29,7 +31,10 @@ class Pipes {
     void connectInput(std::filesystem::path& file);
     void connectOutput(sequences::FilePair& pair, bool dryRun);
 
-    std::optional<pictures::TemporaryFile> input_, output_;
+    std::filesystem::path inFolder(std::string_view name);
+
+    std::optional<pictures::TemporaryFolder> folder_;
+    std::filesystem::path output_;
 };
 
 }  // namespace cli

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <mutex>
 #include <set>
 #include <string>
@@ -48,8 +49,8 @@ std::string inOctal(mode_t mode) {
     return digits;
 }
 
-// The temporary files that are there; locked while one comes, moves or goes. Never destroyed, since
-// a signal may come while the process ends.
+// The temporary files and folders that are there; locked while one comes, moves or goes. Never
+// destroyed, since a signal may come while the process ends.
 struct Existing {
     std::mutex lock;
     std::set<std::filesystem::path> paths;
@@ -58,6 +59,13 @@ struct Existing {
 Existing& existing() {
     static auto& files = *new Existing;
     return files;
+}
+
+void removeExisting(const std::filesystem::path& path) {
+    const std::lock_guard guard(existing().lock);
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+    existing().paths.erase(path);
 }
 
 }  // namespace
@@ -103,11 +111,7 @@ void TemporaryFile::create() {
 }
 
 TemporaryFile::~TemporaryFile() {
-    if (path_.empty()) return;
-    const std::lock_guard guard(existing().lock);
-    std::error_code ignored;
-    std::filesystem::remove(path_, ignored);
-    existing().paths.erase(path_);
+    if (!path_.empty()) removeExisting(path_);
 }
 
 void TemporaryFile::reserveSpace() const {
@@ -132,7 +136,17 @@ void TemporaryFile::removeAllForGood() {
     Existing& files = existing();
     files.lock.lock();
     std::error_code ignored;
-    for (const auto& path : files.paths) std::filesystem::remove(path, ignored);
+    for (const auto& path : files.paths) std::filesystem::remove_all(path, ignored);
 }
+
+TemporaryFolder::TemporaryFolder(const std::filesystem::path& parent) {
+    std::string name = (parent / "polar.XXXXXX").string();
+    const std::lock_guard guard(existing().lock);
+    if (mkdtemp(name.data()) == nullptr) throw cannotWrite(parent, errno);
+    path_ = name;
+    existing().paths.insert(path_);
+}
+
+TemporaryFolder::~TemporaryFolder() { removeExisting(path_); }
 
 }  // namespace pictures

@@ -1,4 +1,5 @@
-// A file that appears in its place only once it is complete.
+// A file that appears in its place only once it is complete, and a folder for what nobody else is
+// to see.
 #pragma once
 
 #include <sys/types.h>
@@ -37,8 +38,8 @@ class TemporaryFile {
     // Replaces the target, whose permissions it takes over. Throws FileError.
     void moveToTarget();
 
-    // Removes all temporary files of the process. To be called as it ends: other threads that come
-    // to create or move one wait for ever.
+    // Removes all temporary files and folders of the process. To be called as it ends: other
+    // threads that come to create or move one wait for ever.
     static void removeAllForGood();
 
   private:
@@ -46,6 +47,21 @@ class TemporaryFile {
 
     std::filesystem::path output_;  // as the user calls it
     Target target_;
+    std::filesystem::path path_;
+};
+
+// A folder that its owner alone may enter, removed with the object and with all that is in it.
+class TemporaryFolder {
+  public:
+    // Of a name that nothing in `parent` has. Throws FileError when it cannot be made.
+    explicit TemporaryFolder(const std::filesystem::path& parent);
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+
+  private:
     std::filesystem::path path_;
 };
 

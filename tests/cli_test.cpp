@@ -174,6 +174,15 @@ TEST_F(Cli, SignalsEndCleanly) {
             std::string(signal) + " $!; wait $!");
         EXPECT_EQ(outcome.status, status) << outcome.err;
         EXPECT_EQ(files(), std::set<std::string>{"in.tif"});
+        const Outcome pipe = shell(
+            "mkfifo ../pipe && exec 3<>../pipe && rm ../pipe || exit;"
+            "TMPDIR=. env --default-signal polar wrap - -o - <&3 & cat in.tif /dev/zero | head -c "
+            "3000000 >&3;"
+            "stat -c %A polar.*; kill -" +
+            std::string(signal) + " $!; wait $!");
+        EXPECT_EQ(std::to_string(pipe.status) + pipe.out, std::to_string(status) + "drwx------\n")
+            << pipe.err;
+        EXPECT_EQ(files(), std::set<std::string>{"in.tif"});
     }
 }
 
@@ -280,6 +289,12 @@ TEST_F(Cli, PipesCarryTheFilesOfARun) {
     for (const auto& [arguments, status, fragment] : cases)
         runBadly(arguments, status, fragment, "TMPDIR=.");
     runBadly("wrap - -o -", 1, "standard input: cannot be read: ", "head -c 99 in.png | TMPDIR=.");
+    runBadly("wrap - -o o.png", 1, "standard input: cannot be kept in .: File too large",
+             "ulimit -f 3000; cat in.png /dev/zero | TMPDIR=. timeout 60");
+    const Outcome listed = shell(
+        "mkdir -p t/polar.png && touch polar.png && TMPDIR=t polar wrap -q in.png -o - >o &&"
+        "TMPDIR=. polar wrap in.png -n -o - --skip-existing && ls t");
+    EXPECT_EQ(listed.all(), "0in.png -> standard output\npolar.png\n");
 }
 
 // The scripts that users copy, each as its scheduler would start it here: byte for byte one run.
