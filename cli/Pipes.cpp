@@ -28,11 +28,12 @@ using sequences::UsageError;
 constexpr const char* inputName = "standard input";
 constexpr const char* outputName = "standard output";
 
-// The formats of pipes: what is written before ":-", and the extensions.
+// The formats of pipes: what is written before ":-", and the extensions. Nothing writes the floats
+// of ".pfm"; TIFF holds them.
 const std::pair<std::string_view, std::vector<std::string_view>> formats[] = {
     {"png", {".png"}},
-    {"tiff", {".tif", ".tiff"}},
-    {"pnm", {".pnm", ".ppm", ".pgm", ".pbm", ".pfm"}},
+    {"tiff", {".tif", ".tiff", ".pfm"}},
+    {"pnm", {".pnm", ".ppm", ".pgm", ".pbm"}},
 };
 
 // By the first bytes of a file.
@@ -41,14 +42,15 @@ std::string_view extensionOf(std::string_view head) {
     constexpr std::string_view tiff[] = {"II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv};
     if (beginsWith("\x89PNG")) return ".png";
     if (std::any_of(std::begin(tiff), std::end(tiff), beginsWith)) return ".tif";
+    if (beginsWith("Pf") || beginsWith("PF")) return ".pfm";
     const bool isPnm =
-        head.size() > 1 && head[0] == 'P' && "123456Ff"sv.find(head[1]) != std::string_view::npos;
+        head.size() > 1 && head[0] == 'P' && "123456"sv.find(head[1]) != std::string_view::npos;
     return isPnm ? ".pnm" : "";
 }
 
 // The extension of the format that `name` asks for; empty when it names no pipe.
 std::string_view extensionOf(const std::string& name, const fs::path& input) {
-    const std::string wanted = input.extension().string();
+    const std::string wanted = OIIO::Strutil::lower(input.extension().string());
     for (const auto& [format, extensions] : formats) {
         const bool isSame =
             std::find(extensions.begin(), extensions.end(), wanted) != extensions.end();

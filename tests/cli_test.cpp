@@ -291,6 +291,12 @@ TEST_F(Cli, PipesCarryTheFilesOfARun) {
     runBadly("wrap - -o -", 1, "standard input: cannot be read: ", "head -c 99 in.png | TMPDIR=.");
     runBadly("wrap - -o o.png", 1, "standard input: cannot be kept in .: File too large",
              "ulimit -f 3000; cat in.png /dev/zero | TMPDIR=. timeout 60");
+    std::ofstream(folder / "in.pfm")
+        << std::string("PF\n1 1\n-1.0\n\0\0\x01?\0\0\x02?\0\0\x03?", 24);
+    EXPECT_EQ(shell("polar unwrap - -o - <in.pfm >o.tif && polar compare -q in.pfm o.tif && "
+                    "polar unwrap in.pfm -o - | polar compare -q o.tif -")
+                  .all(),
+              "0");
     const Outcome listed = shell(
         "mkdir -p t/polar.png && touch polar.png && TMPDIR=t polar wrap -q in.png -o - >o &&"
         "TMPDIR=. polar wrap in.png -n -o - --skip-existing && ls t");
