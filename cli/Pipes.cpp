@@ -141,7 +141,7 @@ fs::path Pipes::inFolder(std::string_view name) {
 }
 
 void Pipes::send() const {
-    if (!writes()) return;
+    if (output_.empty()) return;
     std::signal(SIGPIPE, SIG_IGN);  // or it would end the process before the files are removed
     std::ifstream stream(output_, std::ios::binary);
     std::string block(blockSize, '\0');

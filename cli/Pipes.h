@@ -21,9 +21,6 @@ class Pipes {
     // UsageError where pipes and files do not fit together.
     Pipes(std::vector<sequences::FilePair>& pairs, const Options& options);
 
-    // Whether the output is a pipe.
-    bool writes() const { return !output_.empty(); }
-
     // Writes the finished output to standard output, if it goes there. Throws FileError.
     void send() const;
 

@@ -103,9 +103,7 @@ int run(const Options& options) {
         flushOutput();
         return complete ? 0 : 1;
     }
-    RunSettings settings = options.run;
-    if (pipes.writes()) settings.skipExisting = false;  // its temporary file is there already
-    if (!renderFrames(*renderer, pairs, options.frame, settings, messages)) return 1;
+    if (!renderFrames(*renderer, pairs, options.frame, options.run, messages)) return 1;
     pipes.send();
     return 0;
 }
