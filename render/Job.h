@@ -36,13 +36,18 @@ struct Job {
     // each, both ends included; whole numbers, as positions are compared with them.
     double left, top, lastColumn, lastRow;
 
+    bool
+        isLarge;  // the part of the input that counts does not fit the caches next to the processor
+
     // Wrapping: how far a column computed with the approximate arctangent can be from the one that
-    // std::atan2 gives, in pixels, and what follows for a mixed component
-    // (BilinearSampler::settled); whether there is a Turn to take, and how far the part of a turn
+    // std::atan2 gives, in pixels; whether there is a Turn to take, and how far the part of a turn
     // can then be off.
-    double columnError, mixedError, gainLimit;
+    double columnError;
     bool isTurned;
     double turnError;
+    // By how much the weights of four pixels can differ in sum for all that: what the roundings of
+    // their means amount to included, half a component's ratio to the total alpha being 1.
+    double weightError;
 
     // Renders the pixel of column `column`, at offset `offset` (wrapping), of the row at `v` to
     // `out`, as the plain path does.

@@ -73,15 +73,18 @@ bool areRowsIndependent(const Job& job, std::int64_t pixelBytes) {
 // Batches -----------------------------------------------------------------------------------------
 
 // What the batches want to know beside the geometry. Whether they can do the job: they read four
-// pixels at a time, and multiply rows in 32 bits.
+// pixels at a time, and compute offsets in doubles.
 bool prepareBatches(Job& job) {
     const QzInside inside(job.geometry.bounds);
     job.left = inside.left();
     job.top = inside.top();
     job.lastColumn = inside.right() - 1.0;
     job.lastRow = inside.bottom() - 1.0;
-    return job.left < job.lastColumn && job.top < job.lastRow &&
-           job.input.rowBytes == static_cast<std::int32_t>(job.input.rowBytes);
+    job.isLarge =
+        (job.lastRow - job.top) * std::abs(static_cast<double>(job.input.rowBytes)) > 0x1p20;
+    const double end = (job.lastRow + 1) * std::abs(static_cast<double>(job.input.rowBytes)) +
+                       (job.lastColumn + 1) * sizeof(QzBufferRGBAFloat::Pixel);
+    return job.left < job.lastColumn && job.top < job.lastRow && end < 0x1p50;
 }
 
 // The angle, half a turn added and so below 8; its fraction of a turn; that of the first column;
@@ -95,9 +98,9 @@ void boundErrors(Job& job) {
     job.isTurned = !geometry.turn.isWhole();
     const double rounded = job.isTurned ? 3 * ulp : ulp;
     job.turnError = 1.01 * (0.16 * (arctangentError + 4 * ulp) + rounded);
-    job.columnError = span * (job.turnError + 1.01 * ulp) + 1.01 * reach * ulp;
-    job.mixedError = 4 * job.columnError + 0x1p-44;
-    job.gainLimit = 0x1p-11 / job.mixedError;
+    if (geometry.mapping == Mapping::wrap)
+        job.columnError = span * (job.turnError + 1.01 * ulp) + 1.01 * reach * ulp;
+    job.weightError = 2 * job.columnError + 0x1p-45;
 }
 
 }  // namespace

@@ -22,8 +22,8 @@ class Plan {
     // region is to be rendered by one call, which goes from top to bottom and left to right.
     bool rowsIndependent() const { return rowsIndependent_; }
 
-    // Writes every pixel of `rows` rows from `firstRow` of the region on, once, and no other. Asks
-    // for no memory, throws nothing, and rounds to nearest whatever its thread does. Returns how
+    // Writes every pixel of `rows` rows from `firstRow` of the region on, and no other. Asks for no
+    // memory, throws nothing, and rounds to nearest whatever its thread does. Returns how
     // many pixels the instruction set left to the plain path.
     std::int64_t render(QzLong firstRow, QzLong rows) const noexcept;
 

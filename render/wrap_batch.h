@@ -1,50 +1,171 @@
-// Wrapping, in batches: part of render/batch.h.
+// Wrapping, in batches. Rows of the source are the plain path's, bit for
+// bit; columns are within job.columnError of them.
+#pragma once
+
+#include "render/arctangent.h"
+#include "render/positions_batch.h"
+
+namespace polar {
+namespace {
 
 template <>
 struct Columns<Mapping::wrap> {
-    double offsetSquared[blockColumns], offset[blockColumns];
+    double offset[blockColumns], offsetSquared[blockColumns];
+    Interval squares;
 
-    // Column `at` of the region, at `dx` from the centre, becomes column i of the block.
-    void load(const Job& job, int i, std::int64_t at, double dx) {
-        offsetSquared[i] = job.tables.first[at];
-        offset[i] = dx;
+    // `offset` of the column `left` becomes that of the column after the block.
+    void load(const Job& job, std::int64_t left, int width, double& dx) {
+        squares = {};
+        for (int i = 0; i < blockColumns; ++i) {
+            offset[i] = i < width ? dx : offset[width - 1];
+            offsetSquared[i] = job.tables.first[left + std::min(i, width - 1)];
+            squares.add(offsetSquared[i]);
+            if (i < width) dx += job.geometry.columns.step;
+        }
     }
     double offsetAt(int i) const { return offset[i]; }
+};
 
-    // y is exact.
-    template <class Lanes>
-    [[gnu::always_inline]] Positions<Lanes> positions(const Job& job, int at, double v) const {
-        const Geometry& geometry = job.geometry;
-        const auto one = Lanes::Set(1.0), dy = Lanes::Set(v - 0.5);
-        const auto radius = Lanes::Sqrt(dy * dy + Lanes::Load(offsetSquared + at));
-        const auto diameter = radius + radius;
-        const auto inEllipse = Lanes::Lt(diameter - one, Lanes::Set(0.0));
-        const auto q = Lanes::IfThenElse(inEllipse, diameter, one);
-        const auto y = q * Lanes::Set(geometry.scaleY) + Lanes::Set(geometry.originY);
-        // Whole batches outside need no column.
-        if (Lanes::Bits(Lanes::Lt(y, Lanes::Set(job.lastRow + 1.0))) == 0) return {y, y, 0};
-        const auto angle = arctangent<Lanes>(Lanes::Load(offset + at), dy);
-        auto turns = (angle + Lanes::Set(3.141592653589793)) * Lanes::Set(0.15915494309189535);
+constexpr double pi = 3.141592653589793;
+constexpr double turnsPerRadian = 0.15915494309189535;
+
+template <class Lanes>
+class WrapRows {
+  public:
+    using Doubles = typename Lanes::Doubles;
+
+    WrapRows(const Job& job, const Columns<Mapping::wrap>& columns)
+        : columns_(columns), scaleY_(job.geometry.scaleY), originY_(job.geometry.originY) {}
+
+  protected:
+    [[gnu::always_inline]] Doubles row(int column, double dy) const {
+        const auto radius =
+            Lanes::Target::sqrt(dy * dy + load<Doubles>(columns_.offsetSquared + column));
+        const Doubles diameter = radius + radius;
+        const Doubles q = diameter - 1.0 < Doubles{} ? diameter : all<Doubles>(1.0);
+        return q * scaleY_ + originY_;
+    }
+
+    const Columns<Mapping::wrap>& columns_;
+    double scaleY_, originY_;
+};
+
+template <class Lanes>
+class AnyPositions<Lanes, Mapping::wrap> : WrapRows<Lanes> {
+  public:
+    using Doubles = typename Lanes::Doubles;
+
+    AnyPositions(const Job& job, const Columns<Mapping::wrap>& columns)
+        : WrapRows<Lanes>(job, columns), job_(job) {}
+
+    [[gnu::always_inline]] Position<Lanes> at(int column, double v) const {
+        const double dy = v - 0.5;
+        const Doubles y = this->row(column, dy);
+        const auto angle =
+            arctangent<Lanes>(load<Doubles>(this->columns_.offset + column), all<Doubles>(dy));
+        auto turns = (angle + pi) * turnsPerRadian;
         unsigned nearCut = 0;
-        if (job.isTurned) [[unlikely]]
-            turns = relative<Lanes>(job, turns, nearCut);
-        return {turns * Lanes::Set(geometry.scaleX) + Lanes::Set(geometry.originX), y, nearCut};
+        if (job_.isTurned) [[unlikely]]
+            turns = relative(turns, nearCut);
+        return {turns * job_.geometry.scaleX + job_.geometry.originX, y, nearCut};
     }
 
   private:
     // Turn::relative. `nearCut` gets the lanes so near to the cut that the plain path may be on its
     // other side.
-    template <class Lanes>
-    [[gnu::always_inline]] static typename Lanes::Doubles relative(const Job& job,
-                                                                   typename Lanes::Doubles turns,
-                                                                   unsigned& nearCut) {
-        const Turn& turn = job.geometry.turn;
-        const auto one = Lanes::Set(1.0), error = Lanes::Set(job.turnError);
-        const auto low = Lanes::Set(turn.low), high = Lanes::Set(turn.high);
-        const auto turned = turns * Lanes::Set(turn.sign) + Lanes::Set(turn.offset);
-        nearCut = Lanes::Bits(Lanes::Or(Lanes::Le(Lanes::Abs(turned - low), error),
-                                        Lanes::Le(Lanes::Abs(turned - high), error)));
-        return Lanes::IfThenElse(Lanes::Lt(turned, low), turned + one,
-                                 Lanes::IfThenElse(Lanes::Lt(high, turned), turned - one, turned));
+    [[gnu::always_inline]] Doubles relative(Doubles turns, unsigned& nearCut) const {
+        const Turn& turn = job_.geometry.turn;
+        const Doubles turned = turns * turn.sign + turn.offset;
+        nearCut = bitsOf<Lanes>((magnitude(turned - turn.low) <= job_.turnError) |
+                                (magnitude(turned - turn.high) <= job_.turnError));
+        return turned < turn.low ? turned + 1.0 : turned > turn.high ? turned - 1.0 : turned;
     }
+
+    const Job& job_;
 };
+
+// Those of a chunk: columns follow from the angle between a pixel and the chunk's centre.
+//
+// Let the centre lie at (X, Y), R from the origin, and a pixel at (X + x, Y + y), at most r R from
+// the centre, r = reach. The tangent t of the angle between them is at most r / sqrt(1 - r * r) <
+// 1 / 4. In units of 2^-53, (x, y) is off by r R, the product across by 3 r R^2, that along, at
+// least (1 - r) R^2, by 6 R^2, so t by less than 4; the polynomial and its products round by 1, and
+// are off by another 1: together less than offsetError. The centre's angle adds batchError.
+template <class Lanes>
+class ChunkPositions<Lanes, Mapping::wrap> : WrapRows<Lanes> {
+  public:
+    using Doubles = typename Lanes::Doubles;
+
+    ChunkPositions(const Job& job, const Columns<Mapping::wrap>& columns, int width, double firstV,
+                   double lastV)
+        : WrapRows<Lanes>(job, columns) {
+        const double right = columns.offset[width - 1], left = columns.offset[0];
+        const double above = firstV - 0.5, below = lastV - 0.5;
+        x_ = (left + right) * 0.5;
+        y_ = (above + below) * 0.5;
+        squared_ = x_ * x_ + y_ * y_;
+        const double halfWidth = (right - left) * 0.5, halfHeight = (below - above) * 0.5;
+        const double distance = halfWidth * halfWidth + halfHeight * halfHeight;
+        rows_ = rowsOf(above * above, below * below, above < 0 && below > 0);
+        if (distance < reach * reach * squared_) findColumns(job, std::sqrt(distance / squared_));
+    }
+
+    [[gnu::always_inline]] Position<Lanes> at(int column, double v) const {
+        const double dy = v - 0.5, down = dy - y_;
+        const Doubles right = load<Doubles>(this->columns_.offset + column) - x_;
+        const Doubles across =
+            Lanes::Target::fma(right, all<Doubles>(y_), all<Doubles>(-(down * x_)));
+        const Doubles along =
+            Lanes::Target::fma(right, all<Doubles>(x_), all<Doubles>(down * y_ + squared_));
+        const Doubles t = across / along;
+        return {
+            Lanes::Target::fma(t * slope_, smallArctangent<Lanes>(t * t), all<Doubles>(column_)),
+            this->row(column, dy), 0};
+    }
+
+    // Whether at() may be used at all.
+    bool areExact() const { return reached_.isFinite; }
+    Extent extent() const { return {reached_, rows_}; }
+
+  private:
+    static constexpr double reach = 0.24;
+
+    // Roundings are monotone.
+    Interval rowsOf(double above, double below, bool hasCentre) const {
+        Interval result;
+        const Interval& squares = this->columns_.squares;
+        result.isFinite = squares.isFinite;
+        for (const double dy : {above, below, hasCentre ? 0.0 : above})
+            for (const double square : {squares.low, squares.high}) {
+                const double radius = std::sqrt(dy + square), diameter = radius + radius;
+                const double q = diameter - 1.0 < 0.0 ? diameter : 1.0;
+                result.add(q * this->scaleY_ + this->originY_);
+            }
+        return result;
+    }
+
+    // Leaves the columns unknown where the cut may be among them. The arcsine of r is below 1.011
+    // r.
+    void findColumns(const Job& job, double r) {
+        const Geometry& geometry = job.geometry;
+        const double angle = arctangent<Lanes>(all<Doubles>(x_), all<Doubles>(y_))[0];
+        const double turns = (angle + pi) * turnsPerRadian;
+        const double turned = turns * geometry.turn.sign + geometry.turn.offset;
+        const double most = 1.02 * turnsPerRadian * r + job.turnError;
+        const auto mayBe = [&](double cut) { return std::abs(turned - cut) <= most; };
+        if (mayBe(geometry.turn.low) || mayBe(geometry.turn.high)) return;
+        column_ = geometry.turn.relative(turns) * geometry.scaleX + geometry.originX;
+        slope_ = turnsPerRadian * geometry.turn.sign * geometry.scaleX;
+        const double far = most * std::abs(geometry.scaleX) + job.columnError;
+        reached_ = {};
+        reached_.add(column_ - far);
+        reached_.add(column_ + far);
+    }
+
+    double x_, y_, squared_;
+    double column_ = 0, slope_ = 0;
+    Interval rows_, reached_{0, 0, false};
+};
+
+}  // namespace
+}  // namespace polar

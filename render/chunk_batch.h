@@ -1,0 +1,220 @@
+// A region, chunk by chunk.
+#pragma once
+
+#include <algorithm>
+#include <bit>
+
+#include "render/pixels_batch.h"
+#include "render/unwrap_batch.h"
+#include "render/wrap_batch.h"
+
+namespace polar {
+namespace {
+
+enum class Place { inside, outside, anywhere };
+
+// Whether all of a chunk can be sampled without a look at the bounds, or need not be.
+inline Place placeOf(const Job& job, const Extent& extent) {
+    const auto isOutside = [](const Interval& at, double first, double last) {
+        return at.isFinite && (at.high < first - 1 || at.low >= last + 1);
+    };
+    const auto isInside = [](const Interval& at, double first, double last) {
+        return at.isFinite && at.low >= first && at.high < last;
+    };
+    if (isOutside(extent.x, job.left, job.lastColumn) || isOutside(extent.y, job.top, job.lastRow))
+        return Place::outside;
+    return isInside(extent.x, job.left, job.lastColumn) && isInside(extent.y, job.top, job.lastRow)
+               ? Place::inside
+               : Place::anywhere;
+}
+
+template <class Lanes, class Pixel, Mapping mapping, class Sampler>
+class Renderer {
+  public:
+    explicit Renderer(const Job& job) : sampler_(job), job_(job) {}
+
+    // Block by block, since neighbouring rows read the same part of the input.
+    std::int64_t render(QzLong firstRow, QzLong rows) {
+        const Geometry& geometry = job_.geometry;
+        double v = geometry.rows.at(firstRow), vs[blockRows];
+        for (std::int64_t top = 0; top < rows; top += blockRows) {
+            const int height = static_cast<int>(std::min<std::int64_t>(blockRows, rows - top));
+            for (int j = 0; j < height; ++j, v += geometry.rows.step) vs[j] = v;
+            double offset = geometry.columns.first - 0.5;
+            for (std::int64_t left = 0; left < geometry.region.width; left += blockColumns)
+                renderBlock(left, firstRow + top, vs, height, offset);
+        }
+        if (pending_ != nullptr) mix(*pending_);
+        return redone_;
+    }
+
+  private:
+    using Bits = std::uint32_t;  // one for each column of a block
+    static constexpr std::int64_t pixelBytes = sizeof(Pixel);
+
+    struct Chunk {
+        typename Sampler::template Spots<chunkRows * blockColumns> spots;
+        const Columns<mapping>* columns;
+        std::int64_t left;
+        int width, height;
+        unsigned char* out;
+        Place place;
+        double v[chunkRows];
+        Bits open[chunkRows], outside[chunkRows];
+    };
+
+    // Moves `offset` on to the next block.
+    void renderBlock(std::int64_t left, std::int64_t top, const double* vs, int height,
+                     double& offset) {
+        const Rect& region = job_.geometry.region;
+        const int width =
+            static_cast<int>(std::min<std::int64_t>(blockColumns, region.width - left));
+        Columns<mapping>& columns = columns_[block_++ % 2];
+        columns.load(job_, left, width, offset);
+        std::uintptr_t out = reinterpret_cast<std::uintptr_t>(job_.output.pixels) +
+                             static_cast<std::uintptr_t>((region.y + top) * job_.output.rowBytes +
+                                                         (region.x + left) * pixelBytes);
+        for (int j = 0; j < height; j += chunkRows) {
+            Chunk& chunk = chunks_[pending_ == chunks_];
+            chunk.columns = &columns;
+            chunk.left = left;
+            chunk.width = width;
+            chunk.height = std::min(chunkRows, height - j);
+            // NOLINTNEXTLINE(performance-no-int-to-ptr)
+            chunk.out = reinterpret_cast<unsigned char*>(out);
+            std::copy(vs + j, vs + j + chunk.height, chunk.v);
+            plan(chunk);
+            if (pending_ != nullptr) mix(*pending_);
+            pending_ = &chunk;
+            if (!job_.isLarge) {
+                mix(chunk);
+                pending_ = nullptr;
+            }
+            out += static_cast<std::uintptr_t>(chunkRows * job_.output.rowBytes);
+        }
+    }
+
+    void plan(Chunk& chunk) {
+        const ChunkPositions<Lanes, mapping> positions(job_, *chunk.columns, chunk.width,
+                                                       chunk.v[0], chunk.v[chunk.height - 1]);
+        chunk.place = placeOf(job_, positions.extent());
+        if (chunk.place == Place::inside)
+            plan<true>(chunk, positions);
+        else if (chunk.place == Place::anywhere && positions.areExact())
+            plan<false>(chunk, positions);
+        else if (chunk.place == Place::anywhere)
+            plan<false>(chunk, AnyPositions<Lanes, mapping>(job_, *chunk.columns));
+    }
+
+    template <bool isInside, class Positions>
+    [[gnu::noinline]] void plan(Chunk& chunk, const Positions& at) const {
+        const Sampler sampler = sampler_;
+        const Positions positions = at;
+        const std::int64_t rowBytes = job_.input.rowBytes;
+        const bool isLarge = job_.isLarge;
+        const Bits columns = static_cast<Bits>((std::uint64_t{1} << chunk.width) - 1);
+        for (int j = 0; j < chunk.height; ++j) {
+            Bits open = 0, outside = 0;
+            // As many as are mixed at a time.
+            for (int i = 0; i < chunk.width; i += Sampler::count)
+                for (int k = i; k < i + Sampler::count; k += Lanes::count) {
+                    const int pixel = j * blockColumns + k;
+                    const auto found = sampler.template plan<isInside>(chunk.spots, pixel,
+                                                                       positions.at(k, chunk.v[j]));
+                    open |= (found.open & allLanes) << k;
+                    outside |= (found.outside & allLanes) << k;
+                    if (isLarge) prefetch(chunk.spots.address + pixel, rowBytes);
+                }
+            chunk.open[j] = open & columns & ~outside;
+            chunk.outside[j] = outside & columns;
+        }
+    }
+
+    [[gnu::always_inline]] static void prefetch(const std::uint64_t* addresses,
+                                                std::int64_t rowBytes) {
+        for (int i = 0; i < Lanes::count; ++i) {
+            __builtin_prefetch(bytesAt(addresses[i]));
+            if constexpr (Sampler::rowsRead == 2)
+                __builtin_prefetch(bytesAt(addresses[i]) + rowBytes);
+        }
+    }
+
+    [[gnu::noinline]] void mix(const Chunk& chunk) {
+        const Sampler sampler = sampler_;
+        unsigned char* out = chunk.out;
+        for (int j = 0; j < chunk.height; ++j, out += job_.output.rowBytes) {
+            if (chunk.place == Place::outside) {
+                std::memset(out, 0, static_cast<std::size_t>(chunk.width * pixelBytes));
+                continue;
+            }
+            Bits unsettled = 0;
+            for (int i = 0; i < chunk.width; i += Sampler::count)
+                unsettled |= mixBatch(sampler, chunk, j, i, out + i * pixelBytes) << i;
+            if ((unsettled | chunk.open[j] | chunk.outside[j]) != 0)
+                finish(chunk, j, unsettled, out);
+        }
+    }
+
+    [[gnu::always_inline]] static Bits mixBatch(const Sampler& sampler, const Chunk& chunk, int row,
+                                                int column, unsigned char* out) {
+        const int at = row * blockColumns + column, width = chunk.width - column;
+        if (width >= Sampler::count) [[likely]]
+            return sampler.mix(chunk.spots, at, out);
+        unsigned char batch[Sampler::count * pixelBytes];
+        const Bits open = sampler.mix(chunk.spots, at, batch);
+        std::memcpy(out, batch, static_cast<std::size_t>(width * pixelBytes));
+        return open & ((1u << width) - 1);
+    }
+
+    // Writes the pixels of a row that are outside, open or unsettled.
+    [[gnu::noinline]] void finish(const Chunk& chunk, int row, Bits unsettled, unsigned char* out) {
+        for (Bits outside = chunk.outside[row]; outside != 0; outside &= outside - 1)
+            std::memset(out + std::countr_zero(outside) * pixelBytes, 0, pixelBytes);
+        Bits open = chunk.open[row];
+        unsettled &= ~(open | chunk.outside[row]);
+        if constexpr (!Sampler::isPrecise) unsettled = refine(chunk, row, unsettled, out);
+        open |= unsettled;
+        for (; open != 0; open &= open - 1) {
+            const int i = std::countr_zero(open);
+            ++redone_;
+            job_.renderPixel(job_, chunk.v[row], static_cast<QzLong>(chunk.left + i),
+                             chunk.columns->offsetAt(i), out + i * pixelBytes);
+        }
+    }
+
+    // Takes the precise mean of pixels that are unsettled; returns those that still are.
+    Bits refine(const Chunk& chunk, int row, Bits unsettled, unsigned char* out) const {
+        using Precise = typename Sampler::Precise;
+        const Precise precise(job_);
+        const AnyPositions<Lanes, mapping> positions(job_, *chunk.columns);
+        typename Precise::template Spots<Lanes::count> spots;
+        Bits left = 0;
+        for (int i = 0; i < chunk.width; i += Lanes::count) {
+            const Bits lanes = unsettled >> i & allLanes;
+            if (lanes == 0) continue;
+            unsigned char batch[Lanes::count * pixelBytes];
+            Bits missed =
+                precise.template plan<false>(spots, 0, positions.at(i, chunk.v[row])).open;
+            missed |= precise.mix(spots, 0, batch);
+            for (Bits done = lanes & ~missed; done != 0; done &= done - 1) {
+                const int k = std::countr_zero(done);
+                std::memcpy(out + (i + k) * pixelBytes, batch + k * pixelBytes, pixelBytes);
+            }
+            left |= (lanes & missed) << i;
+        }
+        return left;
+    }
+
+    static constexpr unsigned allLanes = (1u << Lanes::count) - 1;
+
+    Chunk chunks_[2];
+    Columns<mapping> columns_[2];
+    Sampler sampler_;
+    const Job& job_;
+    Chunk* pending_ = nullptr;
+    std::int64_t redone_ = 0;
+    unsigned block_ = 0;
+};
+
+}  // namespace
+}  // namespace polar

@@ -1,0 +1,244 @@
+// Means of four pixels.
+#pragma once
+
+#include <type_traits>
+
+#include "render/Job.h"
+#include "render/pixels_batch.h"
+
+namespace polar {
+namespace {
+
+// What is known of the pixels of a chunk before any is read. Floats also have 1 - fx and 1 - fy,
+// which narrowed by themselves are never off by more than their own rounding.
+template <class Real, int pixels>
+struct Spots {
+    static constexpr bool hasRests = std::is_same_v<Real, float>;
+    alignas(64) std::uint64_t address[pixels];
+    alignas(64) Real fx[pixels], fy[pixels];
+    Real restX[hasRests ? pixels : 1], restY[hasRests ? pixels : 1];
+
+    template <class Doubles>
+    [[gnu::always_inline]] void setFractions(int at, Doubles x, Doubles y) {
+        set(fx + at, x);
+        set(fy + at, y);
+        if constexpr (hasRests) {
+            set(restX + at, 1.0 - x);
+            set(restY + at, 1.0 - y);
+        }
+    }
+    template <class Reals>
+    [[gnu::always_inline]] Reals rest(const Real* fractions, const Real* rests, int at) const {
+        if constexpr (hasRests)
+            return load<Reals>(rests + at);
+        else
+            return Real{1} - load<Reals>(fractions + at);
+    }
+
+  private:
+    template <class Doubles>
+    [[gnu::always_inline]] static void set(Real* to, Doubles value) {
+        store(to, __builtin_convertvector(value, Vector<Real, lengthOf<Doubles>>));
+    }
+};
+
+// Integers. Any order of operations will do, in doubles or floats, where it can be shown that what
+// is stored is the same.
+template <class Lanes, class Pixel, class Real>
+class IntegerMean {
+    using Target = typename Lanes::Target;
+    using Format = IntegerPixels<Lanes, Pixel, Real>;
+    using Reals = typename Format::Reals;
+
+  public:
+    static constexpr int count = Format::count;
+    template <int pixels>
+    using Spots = polar::Spots<Real, pixels>;
+
+    explicit IntegerMean(const Job& job) : rowBytes_(job.input.rowBytes) {
+        constexpr double most = Pixel::maxValue;
+        limit_ = static_cast<Real>(0.5 - slack - 12 * unit * most);
+        leastAlpha_ = static_cast<Real>(1.01 * job.weightError * most * most / slack);
+    }
+
+    // Writes `count` pixels; returns which of them may be wrong.
+    //
+    // Let u be the unit of a rounding and C the largest component. Weights times alpha are products
+    // of three factors, of which two are rounded: each is off by 4u of itself. A mean of numbers
+    // from 0 to C moves by at most 4uC / 2 for that. Its sum rounds by 4u, the total alpha by 2u,
+    // their quotient by 2u: together 10uC; 12uC leaves room for squares of u. Alpha is off by 6uC.
+    // The plain path's weights are off by job.weightError in sum, roundings in its means included,
+    // which moves a mean by at most that times C^2 / total alpha: no more than `slack` where that
+    // alpha is leastAlpha_.
+    template <int pixels>
+    [[gnu::always_inline]] unsigned mix(const Spots<pixels>& spots, int at,
+                                        unsigned char* out) const {
+        const auto fx = load<Reals>(spots.fx + at), fy = load<Reals>(spots.fy + at);
+        const auto gx = spots.template rest<Reals>(spots.fx, spots.restX, at);
+        const auto gy = spots.template rest<Reals>(spots.fy, spots.restY, at);
+        const auto upper = Format::loadPair(spots.address + at, 0);
+        const auto lower = Format::loadPair(spots.address + at, rowBytes_);
+        const Reals a00 = gx * gy * upper.left.a, a10 = fx * gy * upper.right.a;
+        const Reals a01 = gx * fy * lower.left.a, a11 = fx * fy * lower.right.a;
+        const Reals alpha = (a00 + a10) + (a01 + a11);
+        const Reals inverse = Real{1} / alpha;
+        Reals worst{};
+        const auto rounded = [&](Reals value) __attribute__((always_inline)) {
+            const Reals sum = value + Format::rounding;
+            worst = larger(worst, magnitude(value - (sum - Format::rounding)));
+            return sum;
+        };
+        const auto mean = [&](auto component) __attribute__((always_inline)) {
+            Reals sum = a00 * upper.left.*component;
+            sum = Target::fma(a10, upper.right.*component, sum);
+            sum = Target::fma(a01, lower.left.*component, sum);
+            return rounded(Target::fma(a11, lower.right.*component, sum) * inverse);
+        };
+        using All = Colours<Reals>;
+        const All colours{mean(&All::r), mean(&All::g), mean(&All::b), rounded(alpha)};
+        const auto clear = (worst <= limit_) & (alpha >= leastAlpha_);
+        const unsigned open = all_ & ~bitsOf<Lanes>(clear);
+        if (open == 0) [[likely]] {
+            Format::storeRounded(out, colours);
+            return 0;
+        }
+        // Where all four are transparent, nothing can be wrong.
+        const auto visible =
+            ((upper.left.a + upper.right.a) + (lower.left.a + lower.right.a)) > Reals{};
+        const auto kept = [&](Reals sum) __attribute__((always_inline)) {
+            return visible ? sum : Reals{};
+        };
+        Format::storeRounded(out,
+                             {kept(colours.r), kept(colours.g), kept(colours.b), kept(colours.a)});
+        return open & bitsOf<Lanes>(visible);
+    }
+
+  private:
+    static constexpr unsigned all_ = (1u << count) - 1;
+    static constexpr bool isSingle = std::is_same_v<Real, float>;
+    static constexpr double unit = isSingle ? 0x1p-24 : 0x1p-53;
+    // How far a mean may be off for the weights, in units of what is stored.
+    static constexpr double slack = isSingle ? unit * Pixel::maxValue : 0x1p-14;
+
+    std::int64_t rowBytes_;
+    Real limit_, leastAlpha_;
+};
+
+// Floats: the plain path's operations in its order. Wrapping, pixels whose column decides what is
+// stored are left open.
+template <class Lanes, Mapping mapping>
+class FloatMean {
+    using Target = typename Lanes::Target;
+    using Format = FloatPixels<Lanes>;
+    using Doubles = typename Lanes::Doubles;
+    using Floats = typename Format::Floats;
+    using All = Colours<Doubles>;
+    using Mask = decltype(Doubles{} < Doubles{});
+    using Bits = Vector<std::int32_t, Format::count>;
+
+  public:
+    static constexpr int count = Format::count;
+    template <int pixels>
+    using Spots = polar::Spots<double, pixels>;
+
+    explicit FloatMean(const Job& job)
+        : rowBytes_(job.input.rowBytes), error_(1.02 * job.weightError) {}
+
+    template <int pixels>
+    [[gnu::always_inline]] unsigned mix(const Spots<pixels>& spots, int at,
+                                        unsigned char* out) const {
+        const auto fx = load<Doubles>(spots.fx + at), fy = load<Doubles>(spots.fy + at);
+        const Doubles w11 = fx * fy;
+        const Doubles w01 = fy - w11;
+        const Doubles w10 = fx - w11;
+        const Doubles w00 = ((-w11 - w01) + 1.0) - w10;
+        const auto upper = Format::loadPair(spots.address + at, 0);
+        const auto lower = Format::loadPair(spots.address + at, rowBytes_);
+        const Neighbours c{upper.left, upper.right, lower.left, lower.right};
+        const Doubles a00 = w00 * c.c00.a;
+        const Doubles a10 = w10 * c.c10.a;
+        const Doubles a01 = w01 * c.c01.a;
+        const Doubles a11 = w11 * c.c11.a;
+        const Doubles alpha = a11 + (a01 + (a00 + a10));
+        const Doubles inverse = 1.0 / alpha;
+        const Doubles u00 = a00 * inverse;
+        const Doubles u10 = a10 * inverse;
+        const Doubles u01 = a01 * inverse;
+        const Doubles u11 = a11 * inverse;
+        const auto mean = [&](auto component) __attribute__((always_inline))
+        __attribute__((always_inline)) {
+            return ((u10 * c.c10.*component + u00 * c.c00.*component) + u01 * c.c01.*component) +
+                   u11 * c.c11.*component;
+        };
+        const All colours{mean(&All::r), mean(&All::g), mean(&All::b), alpha};
+        const Mask visible = alpha != 0.0;
+        Format::store(out, {kept(colours.r, visible), kept(colours.g, visible),
+                            kept(colours.b, visible), kept(alpha, visible)});
+        if constexpr (mapping == Mapping::unwrap) return 0;
+        return ((1u << count) - 1) & ~bitsOf<Lanes>(settled(c, inverse, visible, colours));
+    }
+
+  private:
+    struct Neighbours {
+        All c00, c10, c01, c11;
+    };
+
+    // The lanes that are stored alike for every column within the column's error of the one they
+    // were mixed for, and within the same neighbours.
+    //
+    // Let m be error_, by which computed weights differ in sum, roundings included, A the largest
+    // magnitude of the four alphas, C that of the four components, S the total alpha, g = A / |S|
+    // and q the mean. Each product of weight and alpha moves by its part of mA, and that moves the
+    // mean by its part of mg times the distance of a component from q: together by at most
+    // mg(C + |q|), divided by 1 - mg where S moves with it. Rounding to what is stored is monotone:
+    // where both ends are stored alike, so is all between them. A total of zero is certain where
+    // all alphas are zero, and impossible where mg < 1.
+    [[gnu::always_inline]] Mask settled(const Neighbours& c, Doubles inverse, Mask visible,
+                                        const All& colours) const {
+        const Doubles largest = largestOf(c, &All::a);
+        const Doubles gain = error_ * magnitude(largest * inverse);
+        Bits differences{};
+        const auto widen = [&](Doubles value, Doubles by) __attribute__((always_inline))
+        __attribute__((always_inline)) {
+            differences |= stored(value - by) ^ stored(value + by);
+        };
+        // The sign of a mean of zeros depends on the signs of the weights.
+        Mask signedZeros{};
+        const auto colour = [&](auto component) __attribute__((always_inline))
+        __attribute__((always_inline)) {
+            const auto bits = [&](const All& of) __attribute__((always_inline)) {
+                return as<Mask>(of.*component);
+            };
+            signedZeros |=
+                (bits(c.c00) | bits(c.c10) | bits(c.c01) | bits(c.c11)) == as<Mask>(-Doubles{});
+            const Doubles value = colours.*component;
+            widen(value, gain * (largestOf(c, component) + magnitude(value)));
+        };
+        colour(&All::r);
+        colour(&All::g);
+        colour(&All::b);
+        widen(colours.a, error_ * largest);
+        // Of infinities of either sign it also says no.
+        const Doubles sum = (colours.r + colours.g) + (colours.b + colours.a);
+        const Mask certain = (gain < 0x1p-11) & (sum == sum) & ~signedZeros &
+                             __builtin_convertvector(differences == 0, Mask);
+        return certain | (~visible & (largest == 0.0));
+    }
+
+    [[gnu::always_inline]] static Bits stored(Doubles value) {
+        return as<Bits>(__builtin_convertvector(value, Floats));
+    }
+    [[gnu::always_inline]] static Floats kept(Doubles value, Mask visible) {
+        return __builtin_convertvector(visible ? value : Doubles{}, Floats);
+    }
+    [[gnu::always_inline]] static Doubles largestOf(const Neighbours& c, auto component) {
+        return larger(larger(magnitude(c.c00.*component), magnitude(c.c10.*component)),
+                      larger(magnitude(c.c01.*component), magnitude(c.c11.*component)));
+    }
+
+    std::int64_t rowBytes_;
+    double error_;
+};
+
+}  // namespace
+}  // namespace polar

@@ -1,0 +1,291 @@
+// Pixels in memory as vectors of components.
+#pragma once
+
+#include "pixels/QzBuffer.h"
+#include "render/Lanes.h"
+
+namespace polar {
+namespace {
+
+template <class V>
+struct Colours {
+    V r, g, b, a;
+};
+
+// Those of neighbouring pixels.
+template <class V>
+struct ColourPair {
+    Colours<V> left, right;
+};
+
+// Words of memory
+// -----------------------------------------------------------------------------------
+
+[[gnu::always_inline]] inline const unsigned char* bytesAt(std::uint64_t address) {
+    return reinterpret_cast<const unsigned char*>(address);  // NOLINT(performance-no-int-to-ptr)
+}
+
+// The 8 bytes at each of `addresses[order(i)] + offset`.
+template <class Words, class Order, std::size_t... i>
+[[gnu::always_inline]] inline Words gathered(const std::uint64_t* addresses, std::int64_t offset,
+                                             Order order, std::index_sequence<i...>) {
+    return Words{load<std::uint64_t>(bytesAt(addresses[order(i)]) + offset)...};
+}
+template <class Words, class Order>
+[[gnu::always_inline]] inline Words gather(const std::uint64_t* addresses, std::int64_t offset,
+                                           Order order) {
+    return gathered<Words>(addresses, offset, order, std::make_index_sequence<lengthOf<Words>>{});
+}
+template <class Words>
+[[gnu::always_inline]] inline Words gather(const std::uint64_t* addresses, std::int64_t offset) {
+    return gather<Words>(addresses, offset, [](int i) { return i; });
+}
+
+// 16 bytes at every `step`th address.
+template <class Lanes, int count, int step>
+[[gnu::always_inline]] inline Vector<std::uint64_t, count> gather16(const std::uint64_t* addresses,
+                                                                    std::int64_t offset) {
+    if constexpr (count == 2)
+        return load<Vector<std::uint64_t, 2>>(bytesAt(addresses[0]) + offset);
+    else
+        return Lanes::Target::join(
+            gather16<Lanes, count / 2, step>(addresses, offset),
+            gather16<Lanes, count / 2, step>(addresses + std::int64_t{count} / 4 * step, offset));
+}
+
+// The first bytes of what lies at each from(i); what is written beyond them is the next one's.
+template <int bytes, int count, class From>
+[[gnu::always_inline]] inline void storeEach(unsigned char* out, From from) {
+    for (int i = 0; i < count; ++i, out += bytes)
+        std::memcpy(out, from(i), i < count - 1 ? 8 : bytes);
+}
+
+// Integers ----------------------------------------------------------------------------------------
+
+// A pixel in a 64-bit word lies at bit `start`, its components at the bits of place(). Two shapes
+// of words have the same interface: vectors of 64 bits, for arithmetic in doubles, and pairs of
+// vectors of 32 bits, for floats, whose lanes are in order where words are gathered as evenFirst
+// says.
+template <class PixelType>
+struct Layout {
+    using Pixel = PixelType;
+    static constexpr int bits = Pixel::componentBits, bytes = Pixel::pixelBytes;
+    static constexpr std::uint32_t mask = Pixel::maxValue;
+    // Where the pixels of a loaded pair begin, and one that is to be stored.
+    static constexpr int left = Pixel::packed ? 64 - 8 * bytes : 0;
+    static constexpr int right = bytes == 4 ? 32 : 0;
+
+    static constexpr int place(int start, int index) {
+        return start + bits * (Pixel::packed ? 3 - index : index);
+    }
+};
+
+template <class Lanes, class PixelType, class Real>
+struct IntegerPixels;
+
+template <class Lanes, class PixelType>
+struct IntegerPixels<Lanes, PixelType, double> : Layout<PixelType> {
+    using At = Layout<PixelType>;
+    using Reals = typename Lanes::Doubles;
+    using Words = typename Lanes::Words;
+    static constexpr int count = Lanes::count;
+    // Added to what is smaller, it leaves the nearest integer in the low bits.
+    static constexpr double rounding = 0x1.8p52;
+
+    [[gnu::always_inline]] static ColourPair<Reals> loadPair(const std::uint64_t* addresses,
+                                                             std::int64_t offset) {
+        if constexpr (At::bytes == 8) {
+            const Words even = gather16<Lanes, count, 2>(addresses, offset);
+            const Words odd = gather16<Lanes, count, 2>(addresses + 1, offset);
+            return {colours<At::left>(shuffle<0, 2>(even, odd)),
+                    colours<At::right>(shuffle<1, 3>(even, odd))};
+        } else if constexpr (At::bytes == 4) {
+            const Words both = gather<Words>(addresses, offset);
+            return {colours<At::left>(both), colours<At::right>(both)};
+        } else {
+            const Words first = gather<Words>(addresses, offset);
+            const Words last = gather<Words>(addresses, offset + 2 * At::bytes - 8);
+            return {colours<At::left>(reverseBytes(first)), colours<At::right>(reverseBytes(last))};
+        }
+    }
+
+    // Of sums with `rounding`.
+    [[gnu::always_inline]] static void storeRounded(unsigned char* out, const Colours<Reals>& c) {
+        const Words pixels = part<0>(c.r) | part<1>(c.g) | part<2>(c.b) | part<3>(c.a);
+        if constexpr (At::bytes == 8) {
+            store(out, pixels);
+        } else {
+            alignas(64) unsigned char lanes[count][8];
+            store(lanes, At::Pixel::packed ? reverseBytes(pixels) : pixels);
+            storeEach<At::bytes, count>(out, [&](int i) { return lanes[i]; });
+        }
+    }
+
+  private:
+    template <int start>
+    [[gnu::always_inline]] static Colours<Reals> colours(Words word) {
+        return {real<At::place(start, 0)>(word), real<At::place(start, 1)>(word),
+                real<At::place(start, 2)>(word), real<At::place(start, 3)>(word)};
+    }
+    // The bits of an integer below 2^52 are those of its sum with that.
+    template <int place>
+    [[gnu::always_inline]] static Reals real(Words word) {
+        const Words sum = (word >> place & std::uint64_t{At::mask}) | as<Words>(all<Reals>(0x1p52));
+        return as<Reals>(sum) - 0x1p52;
+    }
+    template <int index>
+    [[gnu::always_inline]] static Words part(Reals rounded) {
+        return (as<Words>(rounded) & std::uint64_t{At::mask}) << At::place(At::left, index);
+    }
+};
+
+template <class Lanes, class PixelType>
+struct IntegerPixels<Lanes, PixelType, float> : Layout<PixelType> {
+    using At = Layout<PixelType>;
+    using Reals = typename Lanes::Floats;
+    using Words = typename Lanes::Words;
+    using HalfWords = typename Lanes::HalfWords;
+    static constexpr int count = Lanes::wide;
+    static constexpr float rounding = 0x1.8p23f;
+
+    [[gnu::always_inline]] static ColourPair<Reals> loadPair(const std::uint64_t* addresses,
+                                                             std::int64_t offset) {
+        const Halves first = loadWords(addresses, offset);
+        if constexpr (At::bytes == 4)
+            return {colours<At::left>(first), colours<At::right>(first)};
+        else
+            return {colours<At::left>(first),
+                    colours<At::right>(loadWords(addresses, offset + 2 * At::bytes - 8))};
+    }
+
+    // Of sums with `rounding`.
+    [[gnu::always_inline]] static void storeRounded(unsigned char* out, const Colours<Reals>& c) {
+        Halves pixels{};
+        put<0>(pixels, c.r);
+        put<1>(pixels, c.g);
+        put<2>(pixels, c.b);
+        put<3>(pixels, c.a);
+        if constexpr (At::bytes == 4) {
+            store(out, pixels.low);
+        } else {
+            alignas(64) unsigned char lanes[2][count / 2][8];
+            store(lanes[0], reverseBytes(as<Words>(shuffle<0, 4, 1, 5>(pixels.low, pixels.high))));
+            store(lanes[1], reverseBytes(as<Words>(shuffle<2, 6, 3, 7>(pixels.low, pixels.high))));
+            storeEach<At::bytes, count>(out,
+                                        [&](int i) { return lanes[i / 2 % 2][i / 4 * 2 + i % 2]; });
+        }
+    }
+
+  private:
+    // Of words of 64 bits.
+    struct Halves {
+        HalfWords low, high;
+    };
+
+    // Each 16 bytes of a register hold two words; those whose halves a shuffle brings together in
+    // order are two apart.
+    [[gnu::always_inline]] static Halves loadWords(const std::uint64_t* addresses,
+                                                   std::int64_t offset) {
+        constexpr auto order = [](int i) { return i / 2 * 4 + i % 2; };
+        Words even = gather<Words>(addresses, offset, order);
+        Words odd = gather<Words>(addresses + 2, offset, order);
+        if constexpr (At::Pixel::packed) {
+            even = reverseBytes(even);
+            odd = reverseBytes(odd);
+        }
+        // Compilers shuffle floats in one step.
+        return {as<HalfWords>(shuffle<0, 2, 4, 6>(as<Reals>(even), as<Reals>(odd))),
+                as<HalfWords>(shuffle<1, 3, 5, 7>(as<Reals>(even), as<Reals>(odd)))};
+    }
+    template <int start>
+    [[gnu::always_inline]] static Colours<Reals> colours(const Halves& words) {
+        return {real<At::place(start, 0)>(words), real<At::place(start, 1)>(words),
+                real<At::place(start, 2)>(words), real<At::place(start, 3)>(words)};
+    }
+    template <int place>
+    [[gnu::always_inline]] static Reals real(const Halves& words) {
+        HalfWords part;
+        if constexpr (place >= 32)
+            part = words.high >> (place - 32);
+        else if constexpr (place + At::bits <= 32)
+            part = words.low >> place;
+        else
+            part = words.low >> place | words.high << (32 - place);
+        if constexpr (place + At::bits != 32 && place + At::bits != 64) part &= At::mask;
+        return __builtin_convertvector(as<Vector<std::int32_t, count>>(part), Reals);
+    }
+    template <int index>
+    [[gnu::always_inline]] static void put(Halves& words, Reals rounded) {
+        constexpr int place = At::place(At::left, index);
+        const HalfWords part = as<HalfWords>(rounded) & At::mask;
+        if constexpr (place < 32) words.low |= part << place;
+        if constexpr (place >= 32) words.high |= part << (place - 32);
+        if constexpr (place < 32 && place + At::bits > 32) words.high |= part >> (32 - place);
+    }
+};
+
+// Floats ------------------------------------------------------------------------------------------
+
+template <class Lanes>
+struct FloatPixels {
+    using Doubles = typename Lanes::Doubles;
+    static constexpr int count = Lanes::count;
+    static constexpr std::int64_t bytes = 16;
+    // One component of all pixels.
+    using Floats = Vector<float, count>;
+
+    [[gnu::always_inline]] static ColourPair<Doubles> loadPair(const std::uint64_t* addresses,
+                                                               std::int64_t offset) {
+        return {colours(addresses, offset), colours(addresses, offset + bytes)};
+    }
+    [[gnu::always_inline]] static void store(unsigned char* out, const Colours<Floats>& c) {
+        if constexpr (count == 2) {
+            for (int i = 0; i < count; ++i, out += bytes)
+                polar::store(out, Vector<float, 4>{c.r[i], c.g[i], c.b[i], c.a[i]});
+        } else {
+            const Colours<Floats> pixels = transposed(c);
+            for (int i = 0; i < count / 4; ++i, out += 4 * bytes) {
+                storeQuarter(out, pixels.r, i);
+                storeQuarter(out + bytes, pixels.g, i);
+                storeQuarter(out + 2 * bytes, pixels.b, i);
+                storeQuarter(out + 3 * bytes, pixels.a, i);
+            }
+        }
+    }
+
+  private:
+    // Each 16 bytes of a register hold a pixel: of 4 neighbours, or 8, those that are 4 apart.
+    [[gnu::always_inline]] static Colours<Doubles> colours(const std::uint64_t* addresses,
+                                                           std::int64_t offset) {
+        if constexpr (count == 2) {
+            const auto a = load<Vector<float, 4>>(bytesAt(addresses[0]) + offset);
+            const auto b = load<Vector<float, 4>>(bytesAt(addresses[1]) + offset);
+            return {Doubles{a[0], b[0]}, Doubles{a[1], b[1]}, Doubles{a[2], b[2]},
+                    Doubles{a[3], b[3]}};
+        } else {
+            return joined(addresses, offset);
+        }
+    }
+    [[gnu::always_inline]] static Colours<Doubles> joined(const std::uint64_t* addresses,
+                                                          std::int64_t offset) {
+        const auto pixels = [&](int first) {
+            return as<Floats>(gather16<Lanes, count / 2, 4>(addresses + first, offset));
+        };
+        const Colours<Floats> c = transposed({pixels(0), pixels(1), pixels(2), pixels(3)});
+        using Target = typename Lanes::Target;
+        return {Target::widen(c.r), Target::widen(c.g), Target::widen(c.b), Target::widen(c.a)};
+    }
+    // Exchanges rows and columns of each 4 times 4.
+    [[gnu::always_inline]] static Colours<Floats> transposed(const Colours<Floats>& c) {
+        const Floats rg = shuffle<0, 4, 1, 5>(c.r, c.g), ba = shuffle<0, 4, 1, 5>(c.b, c.a);
+        const Floats rg2 = shuffle<2, 6, 3, 7>(c.r, c.g), ba2 = shuffle<2, 6, 3, 7>(c.b, c.a);
+        return {shuffle<0, 1, 4, 5>(rg, ba), shuffle<2, 3, 6, 7>(rg, ba),
+                shuffle<0, 1, 4, 5>(rg2, ba2), shuffle<2, 3, 6, 7>(rg2, ba2)};
+    }
+    [[gnu::always_inline]] static void storeQuarter(unsigned char* out, Floats value, int i) {
+        std::memcpy(out, reinterpret_cast<const unsigned char*>(&value) + i * bytes, bytes);
+    }
+};
+
+}  // namespace
+}  // namespace polar

@@ -1,0 +1,207 @@
+// From positions to pixels of the source.
+#pragma once
+
+#include <bit>
+#include <type_traits>
+
+#include "render/mix_batch.h"
+#include "render/positions_batch.h"
+
+namespace polar {
+namespace {
+
+// What the plan of a batch found: the lanes that are left open, and those that are outside.
+struct Found {
+    unsigned open, outside;
+};
+
+// Where pixels of the source lie, columns and rows given as whole numbers.
+template <class Lanes>
+class Addresses {
+    using Doubles = typename Lanes::Doubles;
+    using Words = typename Lanes::Words;
+
+  public:
+    Addresses(const Job& job, int pixelBytes)
+        : rowBytes_(static_cast<double>(job.input.rowBytes)),
+          pixelBytes_(pixelBytes),
+          start_(reinterpret_cast<std::uintptr_t>(job.input.pixels) -
+                 std::bit_cast<std::uint64_t>(whole)) {}
+
+    // Both products are exact: offsets are small enough (prepareBatches). The sum's low bits are
+    // the offset.
+    [[gnu::always_inline]] Words of(Doubles column, Doubles row) const {
+        using Target = typename Lanes::Target;
+        const Doubles inRow = Target::fma(column, all<Doubles>(pixelBytes_), all<Doubles>(whole));
+        return as<Words>(Target::fma(row, all<Doubles>(rowBytes_), inRow)) + start_;
+    }
+
+  private:
+    static constexpr double whole = 0x1.8p52;
+    double rowBytes_, pixelBytes_;
+    std::uint64_t start_;
+};
+
+// The part of the source that counts; plain numbers, so that no write of pixels can alias them.
+struct Bounds {
+    explicit Bounds(const Job& job)
+        : left(job.left),
+          top(job.top),
+          lastColumn(job.lastColumn),
+          lastRow(job.lastRow),
+          columnError(job.columnError) {}
+    double left, top, lastColumn, lastRow, columnError;
+};
+
+template <class Lanes, class Pixel, Mapping mapping>
+class Nearest {
+    using Doubles = typename Lanes::Doubles;
+    using Words = typename Lanes::Words;
+
+  public:
+    static constexpr int count = Lanes::count;
+    static constexpr int rowsRead = 1;
+    static constexpr bool isPrecise = true;
+    template <int pixels>
+    struct Spots {
+        alignas(64) std::uint64_t address[pixels];
+    };
+
+    explicit Nearest(const Job& job) : bounds_(job), addresses_(job, sizeof(Pixel)) {}
+
+    template <bool isInside, class Spots>
+    [[gnu::always_inline]] Found plan(Spots& spots, int i, const Position<Lanes>& at) const {
+        const Doubles column = rounded(at.x), row = rounded(at.y);
+        Words address = addresses_.of(column, row);
+        unsigned rows = ~0u;
+        if constexpr (!isInside) {
+            const auto rowInside = (row >= bounds_.top) & (row <= bounds_.lastRow);
+            const auto inside =
+                rowInside & (column >= bounds_.left) & (column <= bounds_.lastColumn);
+            address = inside ? address : Words{} + reinterpret_cast<std::uintptr_t>(zeros);
+            rows = bitsOf<Lanes>(rowInside);
+        }
+        store(spots.address + i, address);
+        if constexpr (mapping == Mapping::unwrap) return {0, 0};
+        const auto clear = magnitude(at.x - column) <= 0.5 - bounds_.columnError;
+        return {rows & (~bitsOf<Lanes>(clear) | at.nearCut), 0};
+    }
+
+    template <class Spots>
+    [[gnu::always_inline]] unsigned mix(const Spots& spots, int at, unsigned char* out) const {
+        for (int i = 0; i < count; ++i, out += sizeof(Pixel)) {
+            const unsigned char* from = bytesAt(spots.address[at + i]);
+            if constexpr (Pixel::packed) {
+                // In one store, whose excess is the next one's pixel.
+                std::uint32_t start;
+                std::conditional_t<sizeof(Pixel) == 5, std::uint8_t, std::uint16_t> end;
+                std::memcpy(&start, from, sizeof start);
+                std::memcpy(&end, from + sizeof start, sizeof end);
+                const std::uint64_t pixel = start | std::uint64_t{end} << 32;
+                std::memcpy(out, &pixel, i < count - 1 ? sizeof pixel : sizeof(Pixel));
+            } else {
+                std::memcpy(out, from, sizeof(Pixel));
+            }
+        }
+        return 0;
+    }
+
+  private:
+    // To nearest, ties to even, as far as positions can be inside.
+    [[gnu::always_inline]] static Doubles rounded(Doubles value) {
+        return (value + 0x1.8p52) - 0x1.8p52;
+    }
+
+    static constexpr unsigned char zeros[sizeof(Pixel)] = {};
+    Bounds bounds_;
+    Addresses<Lanes> addresses_;
+};
+
+constexpr unsigned singleBits = 10;
+
+// The means that settle most pixels, and those that settle most of what the first leave open. Of
+// more bits, floats leave too many open.
+template <class Lanes, class Pixel, Mapping mapping>
+struct Means {
+    using Precise = IntegerMean<Lanes, Pixel, double>;
+    using First = std::conditional_t<Pixel::componentBits <= singleBits,
+                                     IntegerMean<Lanes, Pixel, float>, Precise>;
+};
+template <class Lanes, Mapping mapping>
+struct Means<Lanes, QzBufferRGBAFloat::Pixel, mapping> {
+    using Precise = FloatMean<Lanes, mapping>;
+    using First = Precise;
+};
+
+template <class Lanes, class Pixel, Mapping mapping,
+          class Mean = typename Means<Lanes, Pixel, mapping>::First>
+class Bilinear {
+    using Doubles = typename Lanes::Doubles;
+
+  public:
+    static constexpr int count = Mean::count;
+    static constexpr int rowsRead = 2;
+    using PreciseMean = typename Means<Lanes, Pixel, mapping>::Precise;
+    using Precise = Bilinear<Lanes, Pixel, mapping, PreciseMean>;
+    static constexpr bool isPrecise = std::is_same_v<Mean, PreciseMean>;
+    template <int pixels>
+    using Spots = typename Mean::template Spots<pixels>;
+
+    explicit Bilinear(const Job& job)
+        : mean_(job),
+          bounds_(job),
+          addresses_(job, sizeof(Pixel)),
+          isTurned_(mapping == Mapping::unwrap || job.isTurned) {}
+
+    template <bool isInside, class Spots>
+    [[gnu::always_inline]] Found plan(Spots& spots, int i, const Position<Lanes>& at) const {
+        Doubles x = at.x, y = at.y;
+        Found found{0, 0};
+        if constexpr (!isInside) {
+            const auto inside = (y >= bounds_.top) & (y < bounds_.lastRow) & (x >= bounds_.left) &
+                                (x < bounds_.lastColumn);
+            found = outside(at, ~bitsOf<Lanes>(inside));
+            // Other lanes read pixels that are there.
+            x = inside ? x : all<Doubles>(bounds_.left);
+            y = inside ? y : all<Doubles>(bounds_.top);
+        }
+        const Doubles column = Lanes::Target::floor(x), row = Lanes::Target::floor(y);
+        const Doubles fx = x - column;
+        store(spots.address + i, addresses_.of(column, row));
+        spots.setFractions(i, fx, y - row);
+        if constexpr (mapping == Mapping::wrap) {
+            // Near the cut x is at an end of the columns or beyond, too.
+            const auto sameNeighbours =
+                (fx >= bounds_.columnError) & (fx <= 1.0 - bounds_.columnError);
+            found.open |= ~bitsOf<Lanes>(sameNeighbours);
+        }
+        return found;
+    }
+
+    template <class Spots>
+    [[gnu::always_inline]] unsigned mix(const Spots& spots, int at, unsigned char* out) const {
+        return mean_.mix(spots, at, out);
+    }
+
+  private:
+    [[gnu::always_inline]] Found outside(const Position<Lanes>& at, unsigned notInside) const {
+        unsigned lanes =
+            bitsOf<Lanes>((at.y < bounds_.top - 1.0) | (at.y >= bounds_.lastRow + 1.0));
+        // A whole turn ends on the last column.
+        if (isTurned_) {
+            const double margin = mapping == Mapping::unwrap ? 1.0 : 1.0 + bounds_.columnError;
+            lanes |= bitsOf<Lanes>((at.x < bounds_.left - margin) |
+                                   (at.x >= bounds_.lastColumn + margin)) &
+                     ~at.nearCut;
+        }
+        return {notInside & ~lanes, lanes};
+    }
+
+    Mean mean_;
+    Bounds bounds_;
+    Addresses<Lanes> addresses_;
+    bool isTurned_;
+};
+
+}  // namespace
+}  // namespace polar
