@@ -7,17 +7,21 @@ namespace polar {
 constexpr InstructionSet plainPath{"plain", [] { return true; }, nullptr, nullptr};
 
 // The list: a new set is one unit (as render/batch_avx2.cpp) and one line.
-#if defined(__x86_64__) && !defined(__ILP32__)
+#if defined(__x86_64__) && UINTPTR_MAX == UINT64_MAX
 extern const InstructionSet avx2, avx512;
+#elif defined(__AARCH64EL__) && UINTPTR_MAX == UINT64_MAX
+extern const InstructionSet neon;
 #endif
 
 namespace {
 
 constexpr const InstructionSet* all[] = {
     &plainPath,
-#if defined(__x86_64__) && !defined(__ILP32__)
+#if defined(__x86_64__) && UINTPTR_MAX == UINT64_MAX
     &avx2,
     &avx512,
+#elif defined(__AARCH64EL__) && UINTPTR_MAX == UINT64_MAX
+    &neon,
 #endif
 };
 
