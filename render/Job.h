@@ -36,8 +36,9 @@ struct Job {
     // each, both ends included; whole numbers, as positions are compared with them.
     double left, top, lastColumn, lastRow;
 
-    bool
-        isLarge;  // the part of the input that counts does not fit the caches next to the processor
+    // Whether the part of the input that counts, and the output, are larger than the caches next to
+    // a processor: then pixels are fetched ahead, and written past the caches.
+    bool isLarge, isStreamed;
 
     // Wrapping: how far a column computed with the approximate arctangent can be from the one that
     // std::atan2 gives, in pixels; whether there is a Turn to take, and how far the part of a turn

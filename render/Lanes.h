@@ -10,6 +10,8 @@
 //   widen(a)           `count` floats as doubles; not where count is 2
 //   join(a, b)         a register of two halves, of 64-bit words; 16 bytes are the least half
 //   bits(mask)         a bit for each element of a mask, of 64 bits or of 32
+//   stream(to, a)      writes 16 bytes to a multiple of 16, past the caches if it can; fence()
+//                      comes before anything that tells others of it
 #pragma once
 
 #include <cstdint>
@@ -36,6 +38,7 @@ struct Lanes {
     using Floats = Vector<float, wide>;
     using HalfWords = Vector<std::uint32_t, wide>;
 };
+using Sixteen = Vector<std::uint64_t, 2>;  // bytes
 
 template <class V>
 constexpr int lengthOf = sizeof(V) / sizeof(V{}[0]);

@@ -72,6 +72,20 @@ bool areRowsIndependent(const Job& job, std::int64_t pixelBytes) {
 
 // Batches -----------------------------------------------------------------------------------------
 
+// Measured: from which sizes on it pays to fetch ahead and to write past the caches. What is redone
+// is written twice, and then it does not; nor where rows share lines of the caches.
+void findSizes(Job& job) {
+    const auto bytes = [](double rows, const Image& image) {
+        return rows * std::abs(static_cast<double>(image.rowBytes));
+    };
+    const bool isNearest = job.sampling == Sampling::nearest;
+    const bool isWrapping = job.geometry.mapping == Mapping::wrap;
+    const double read = bytes(job.lastRow - job.top, job.input);
+    job.isStreamed = (isNearest || !isWrapping) && job.output.rowBytes % 64 == 0 &&
+                     bytes(job.geometry.region.height, job.output) > 0x1p22;
+    job.isLarge = isNearest ? job.isStreamed || (isWrapping && read > 0x1.8p24) : read > 0x1p20;
+}
+
 // What the batches want to know beside the geometry. Whether they can do the job: they read four
 // pixels at a time, and compute offsets in doubles.
 bool prepareBatches(Job& job) {
@@ -80,8 +94,7 @@ bool prepareBatches(Job& job) {
     job.top = inside.top();
     job.lastColumn = inside.right() - 1.0;
     job.lastRow = inside.bottom() - 1.0;
-    job.isLarge =
-        (job.lastRow - job.top) * std::abs(static_cast<double>(job.input.rowBytes)) > 0x1p20;
+    findSizes(job);
     const double end = (job.lastRow + 1) * std::abs(static_cast<double>(job.input.rowBytes)) +
                        (job.lastColumn + 1) * sizeof(QzBufferRGBAFloat::Pixel);
     return job.left < job.lastColumn && job.top < job.lastRow && end < 0x1p50;

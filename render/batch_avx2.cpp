@@ -41,7 +41,6 @@ struct Avx2 {
     static constexpr int count = 4;
     using Doubles = Vector<double, 4>;
     using Floats = Vector<float, 8>;
-    using HalfWord = Vector<std::uint64_t, 2>;
 
     [[gnu::always_inline]] static Doubles fma(Doubles a, Doubles b, Doubles c) {
         return _mm256_fmadd_pd(a, b, c);
@@ -52,7 +51,7 @@ struct Avx2 {
     [[gnu::always_inline]] static Doubles sqrt(Doubles a) { return _mm256_sqrt_pd(a); }
     [[gnu::always_inline]] static Doubles floor(Doubles a) { return _mm256_floor_pd(a); }
     [[gnu::always_inline]] static Doubles widen(Vector<float, 4> a) { return _mm256_cvtps_pd(a); }
-    [[gnu::always_inline]] static Vector<std::uint64_t, 4> join(HalfWord a, HalfWord b) {
+    [[gnu::always_inline]] static Vector<std::uint64_t, 4> join(Sixteen a, Sixteen b) {
         return as<Vector<std::uint64_t, 4>>(
             _mm256_inserti128_si256(_mm256_castsi128_si256(as<__m128i>(a)), as<__m128i>(b), 1));
     }
@@ -62,6 +61,10 @@ struct Avx2 {
     [[gnu::always_inline]] static unsigned bits(Vector<std::int32_t, 8> mask) {
         return static_cast<unsigned>(_mm256_movemask_ps(as<__m256>(mask)));
     }
+    [[gnu::always_inline]] static void stream(unsigned char* to, Sixteen a) {
+        _mm_stream_si128(reinterpret_cast<__m128i*>(to), as<__m128i>(a));
+    }
+    [[gnu::always_inline]] static void fence() { _mm_sfence(); }
 };
 
 }  // namespace

@@ -48,7 +48,6 @@ struct Avx512 {
     using Floats = Vector<float, 16>;
     using Words = Vector<std::uint64_t, 8>;
     using HalfWords = Vector<std::uint64_t, 4>;
-    using QuarterWords = Vector<std::uint64_t, 2>;
 
     [[gnu::always_inline]] static Doubles fma(Doubles a, Doubles b, Doubles c) {
         return _mm512_fmadd_pd(a, b, c);
@@ -61,7 +60,7 @@ struct Avx512 {
         return _mm512_roundscale_pd(a, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
     }
     [[gnu::always_inline]] static Doubles widen(Vector<float, 8> a) { return _mm512_cvtps_pd(a); }
-    [[gnu::always_inline]] static HalfWords join(QuarterWords a, QuarterWords b) {
+    [[gnu::always_inline]] static HalfWords join(Sixteen a, Sixteen b) {
         return as<HalfWords>(
             _mm256_inserti128_si256(_mm256_castsi128_si256(as<__m128i>(a)), as<__m128i>(b), 1));
     }
@@ -75,6 +74,10 @@ struct Avx512 {
     [[gnu::always_inline]] static unsigned bits(Vector<std::int32_t, 16> mask) {
         return _mm512_movepi32_mask(as<__m512i>(mask));
     }
+    [[gnu::always_inline]] static void stream(unsigned char* to, Sixteen a) {
+        _mm_stream_si128(reinterpret_cast<__m128i*>(to), as<__m128i>(a));
+    }
+    [[gnu::always_inline]] static void fence() { _mm_sfence(); }
 };
 
 }  // namespace

@@ -38,6 +38,8 @@ struct Neon {
         constexpr Vector<std::int32_t, 4> places{1, 2, 4, 8};
         return static_cast<unsigned>(vaddvq_s32(mask & places));
     }
+    [[gnu::always_inline]] static void stream(unsigned char* to, Sixteen a) { store(to, a); }
+    [[gnu::always_inline]] static void fence() {}
 };
 
 }  // namespace

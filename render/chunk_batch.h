@@ -41,10 +41,16 @@ class Renderer {
             const int height = static_cast<int>(std::min<std::int64_t>(blockRows, rows - top));
             for (int j = 0; j < height; ++j, v += geometry.rows.step) vs[j] = v;
             double offset = geometry.columns.first - 0.5;
-            for (std::int64_t left = 0; left < geometry.region.width; left += blockColumns)
-                renderBlock(left, firstRow + top, vs, height, offset);
+            std::int64_t left = 0;
+            for (std::int64_t next = firstBlock(); left < geometry.region.width;
+                 next += blockColumns) {
+                const std::int64_t end = std::min<std::int64_t>(next, geometry.region.width);
+                renderBlock(left, static_cast<int>(end - left), firstRow + top, vs, height, offset);
+                left = end;
+            }
         }
         if (pending_ != nullptr) mix(*pending_);
+        Lanes::Target::fence();
         return redone_;
     }
 
@@ -63,17 +69,27 @@ class Renderer {
         Bits open[chunkRows], outside[chunkRows];
     };
 
-    // Moves `offset` on to the next block.
-    void renderBlock(std::int64_t left, std::int64_t top, const double* vs, int height,
-                     double& offset) {
+    std::uintptr_t addressOf(std::int64_t column, std::int64_t row) const {
         const Rect& region = job_.geometry.region;
-        const int width =
-            static_cast<int>(std::min<std::int64_t>(blockColumns, region.width - left));
+        return reinterpret_cast<std::uintptr_t>(job_.output.pixels) +
+               static_cast<std::uintptr_t>((region.y + row) * job_.output.rowBytes +
+                                           (region.x + column) * pixelBytes);
+    }
+
+    // Such that the others begin with a line of the caches, where these are passed by.
+    std::int64_t firstBlock() const {
+        constexpr std::int64_t line = 64;
+        const auto excess = static_cast<std::int64_t>(addressOf(0, 0) % line);
+        const bool hasWays = job_.isStreamed && excess > 0 && excess % pixelBytes == 0;
+        return hasWays ? (line - excess) / pixelBytes : blockColumns;
+    }
+
+    // Moves `offset` on to the next block.
+    void renderBlock(std::int64_t left, int width, std::int64_t top, const double* vs, int height,
+                     double& offset) {
         Columns<mapping>& columns = columns_[block_++ % 2];
         columns.load(job_, left, width, offset);
-        std::uintptr_t out = reinterpret_cast<std::uintptr_t>(job_.output.pixels) +
-                             static_cast<std::uintptr_t>((region.y + top) * job_.output.rowBytes +
-                                                         (region.x + left) * pixelBytes);
+        std::uintptr_t out = addressOf(left, top);
         for (int j = 0; j < height; j += chunkRows) {
             Chunk& chunk = chunks_[pending_ == chunks_];
             chunk.columns = &columns;
@@ -87,12 +103,15 @@ class Renderer {
             if (pending_ != nullptr) mix(*pending_);
             pending_ = &chunk;
             if (!job_.isLarge) {
-                mix(chunk);
+                if (!isDirect() || chunk.place == Place::outside) mix(chunk);
                 pending_ = nullptr;
             }
             out += static_cast<std::uintptr_t>(chunkRows * job_.output.rowBytes);
         }
     }
+
+    // Whether pixels are copied row by row, as soon as it is known where from.
+    bool isDirect() const { return Sampler::isCopy && !job_.isLarge; }
 
     void plan(Chunk& chunk) {
         const ChunkPositions<Lanes, mapping> positions(job_, *chunk.columns, chunk.width,
@@ -107,32 +126,46 @@ class Renderer {
     }
 
     template <bool isInside, class Positions>
-    [[gnu::noinline]] void plan(Chunk& chunk, const Positions& at) const {
+    [[gnu::noinline]] void plan(Chunk& chunk, const Positions& at) {
         const Sampler sampler = sampler_;
         const Positions positions = at;
         const std::int64_t rowBytes = job_.input.rowBytes;
-        const bool isLarge = job_.isLarge;
+        const bool isLarge = job_.isLarge, isDirect = this->isDirect();
+        // Unwrapping, rows are less than a pixel apart.
+        constexpr int rowsApart = mapping == Mapping::unwrap ? 2 : 1;
         const Bits columns = static_cast<Bits>((std::uint64_t{1} << chunk.width) - 1);
         for (int j = 0; j < chunk.height; ++j) {
             Bits open = 0, outside = 0;
+            unsigned char* const out = chunk.out + j * job_.output.rowBytes;
             // As many as are mixed at a time.
-            for (int i = 0; i < chunk.width; i += Sampler::count)
-                for (int k = i; k < i + Sampler::count; k += Lanes::count) {
-                    const int pixel = j * blockColumns + k;
-                    const auto found = sampler.template plan<isInside>(chunk.spots, pixel,
-                                                                       positions.at(k, chunk.v[j]));
-                    open |= (found.open & allLanes) << k;
-                    outside |= (found.outside & allLanes) << k;
-                    if (isLarge) prefetch(chunk.spots.address + pixel, rowBytes);
+            for (int i = 0; i < chunk.width; i += Sampler::count) {
+                const auto planned = [&](auto& spots, int first) __attribute__((always_inline)) {
+                    for (int k = 0; k < Sampler::count; k += Lanes::count) {
+                        const auto found = sampler.template plan<isInside>(
+                            spots, first + k, positions.at(i + k, chunk.v[j]));
+                        open |= (found.open & allLanes) << (i + k);
+                        outside |= (found.outside & allLanes) << (i + k);
+                    }
+                };
+                if (isDirect) {
+                    typename Sampler::template Spots<Sampler::count> spots;
+                    planned(spots, 0);
+                    mixBatch(sampler, spots, 0, chunk.width - i, out + i * pixelBytes, false);
+                    continue;
                 }
+                const int pixel = j * blockColumns + i;
+                planned(chunk.spots, pixel);
+                if (isLarge && j % rowsApart == 0) prefetch(chunk.spots.address + pixel, rowBytes);
+            }
             chunk.open[j] = open & columns & ~outside;
             chunk.outside[j] = outside & columns;
+            if (isDirect && (chunk.open[j] | chunk.outside[j]) != 0) finish(chunk, j, 0, out);
         }
     }
 
     [[gnu::always_inline]] static void prefetch(const std::uint64_t* addresses,
                                                 std::int64_t rowBytes) {
-        for (int i = 0; i < Lanes::count; ++i) {
+        for (int i = 0; i < Sampler::count; ++i) {
             __builtin_prefetch(bytesAt(addresses[i]));
             if constexpr (Sampler::rowsRead == 2)
                 __builtin_prefetch(bytesAt(addresses[i]) + rowBytes);
@@ -141,27 +174,36 @@ class Renderer {
 
     [[gnu::noinline]] void mix(const Chunk& chunk) {
         const Sampler sampler = sampler_;
+        const bool streams = job_.isStreamed;
         unsigned char* out = chunk.out;
         for (int j = 0; j < chunk.height; ++j, out += job_.output.rowBytes) {
             if (chunk.place == Place::outside) {
                 std::memset(out, 0, static_cast<std::size_t>(chunk.width * pixelBytes));
                 continue;
             }
-            Bits unsettled = 0;
-            for (int i = 0; i < chunk.width; i += Sampler::count)
-                unsettled |= mixBatch(sampler, chunk, j, i, out + i * pixelBytes) << i;
-            if ((unsettled | chunk.open[j] | chunk.outside[j]) != 0)
-                finish(chunk, j, unsettled, out);
+            mixRow(sampler, chunk, j, out,
+                   streams && reinterpret_cast<std::uintptr_t>(out) % 16 == 0);
         }
     }
 
-    [[gnu::always_inline]] static Bits mixBatch(const Sampler& sampler, const Chunk& chunk, int row,
-                                                int column, unsigned char* out) {
-        const int at = row * blockColumns + column, width = chunk.width - column;
+    [[gnu::always_inline]] void mixRow(const Sampler& sampler, const Chunk& chunk, int row,
+                                       unsigned char* out, bool isStreamed) {
+        Bits unsettled = 0;
+        for (int i = 0; i < chunk.width; i += Sampler::count)
+            unsettled |= mixBatch(sampler, chunk.spots, row * blockColumns + i, chunk.width - i,
+                                  out + i * pixelBytes, isStreamed)
+                         << i;
+        if ((unsettled | chunk.open[row] | chunk.outside[row]) != 0)
+            finish(chunk, row, unsettled, out);
+    }
+
+    template <class Spots>
+    [[gnu::always_inline]] static Bits mixBatch(const Sampler& sampler, const Spots& spots, int at,
+                                                int width, unsigned char* out, bool isStreamed) {
         if (width >= Sampler::count) [[likely]]
-            return sampler.mix(chunk.spots, at, out);
+            return sampler.mix(spots, at, out, isStreamed);
         unsigned char batch[Sampler::count * pixelBytes];
-        const Bits open = sampler.mix(chunk.spots, at, batch);
+        const Bits open = sampler.mix(spots, at, batch, false);
         std::memcpy(out, batch, static_cast<std::size_t>(width * pixelBytes));
         return open & ((1u << width) - 1);
     }
@@ -195,7 +237,7 @@ class Renderer {
             unsigned char batch[Lanes::count * pixelBytes];
             Bits missed =
                 precise.template plan<false>(spots, 0, positions.at(i, chunk.v[row])).open;
-            missed |= precise.mix(spots, 0, batch);
+            missed |= precise.mix(spots, 0, batch, false);
             for (Bits done = lanes & ~missed; done != 0; done &= done - 1) {
                 const int k = std::countr_zero(done);
                 std::memcpy(out + (i + k) * pixelBytes, batch + k * pixelBytes, pixelBytes);

@@ -71,8 +71,8 @@ class IntegerMean {
     // which moves a mean by at most that times C^2 / total alpha: no more than `slack` where that
     // alpha is leastAlpha_.
     template <int pixels>
-    [[gnu::always_inline]] unsigned mix(const Spots<pixels>& spots, int at,
-                                        unsigned char* out) const {
+    [[gnu::always_inline]] unsigned mix(const Spots<pixels>& spots, int at, unsigned char* out,
+                                        bool /*isStreamed*/) const {
         const auto fx = load<Reals>(spots.fx + at), fy = load<Reals>(spots.fy + at);
         const auto gx = spots.template rest<Reals>(spots.fx, spots.restX, at);
         const auto gy = spots.template rest<Reals>(spots.fy, spots.restY, at);
@@ -145,8 +145,8 @@ class FloatMean {
         : rowBytes_(job.input.rowBytes), error_(1.02 * job.weightError) {}
 
     template <int pixels>
-    [[gnu::always_inline]] unsigned mix(const Spots<pixels>& spots, int at,
-                                        unsigned char* out) const {
+    [[gnu::always_inline]] unsigned mix(const Spots<pixels>& spots, int at, unsigned char* out,
+                                        bool isStreamed) const {
         const auto fx = load<Doubles>(spots.fx + at), fy = load<Doubles>(spots.fy + at);
         const Doubles w11 = fx * fy;
         const Doubles w01 = fy - w11;
@@ -172,8 +172,10 @@ class FloatMean {
         };
         const All colours{mean(&All::r), mean(&All::g), mean(&All::b), alpha};
         const Mask visible = alpha != 0.0;
-        Format::store(out, {kept(colours.r, visible), kept(colours.g, visible),
-                            kept(colours.b, visible), kept(alpha, visible)});
+        Format::store(out,
+                      {kept(colours.r, visible), kept(colours.g, visible), kept(colours.b, visible),
+                       kept(alpha, visible)},
+                      isStreamed);
         if constexpr (mapping == Mapping::unwrap) return 0;
         return ((1u << count) - 1) & ~bitsOf<Lanes>(settled(c, inverse, visible, colours));
     }

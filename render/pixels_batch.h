@@ -53,11 +53,13 @@ template <class Lanes, int count, int step>
             gather16<Lanes, count / 2, step>(addresses + std::int64_t{count} / 4 * step, offset));
 }
 
-// The first bytes of what lies at each from(i); what is written beyond them is the next one's.
+// The first bytes of each word; what is written beyond them is the next one's.
 template <int bytes, int count, class From>
-[[gnu::always_inline]] inline void storeEach(unsigned char* out, From from) {
-    for (int i = 0; i < count; ++i, out += bytes)
-        std::memcpy(out, from(i), i < count - 1 ? 8 : bytes);
+[[gnu::always_inline]] inline void storeEach(unsigned char* out, From word) {
+    for (int i = 0; i < count; ++i, out += bytes) {
+        const std::uint64_t value = word(i);
+        std::memcpy(out, &value, i < count - 1 ? 8 : bytes);
+    }
 }
 
 // Integers ----------------------------------------------------------------------------------------
@@ -115,7 +117,7 @@ struct IntegerPixels<Lanes, PixelType, double> : Layout<PixelType> {
         if constexpr (At::bytes == 8) {
             store(out, pixels);
         } else {
-            alignas(64) unsigned char lanes[count][8];
+            alignas(64) std::uint64_t lanes[count];
             store(lanes, At::Pixel::packed ? reverseBytes(pixels) : pixels);
             storeEach<At::bytes, count>(out, [&](int i) { return lanes[i]; });
         }
@@ -168,7 +170,7 @@ struct IntegerPixels<Lanes, PixelType, float> : Layout<PixelType> {
         if constexpr (At::bytes == 4) {
             store(out, pixels.low);
         } else {
-            alignas(64) unsigned char lanes[2][count / 2][8];
+            alignas(64) std::uint64_t lanes[2][count / 2];
             store(lanes[0], reverseBytes(as<Words>(shuffle<0, 4, 1, 5>(pixels.low, pixels.high))));
             store(lanes[1], reverseBytes(as<Words>(shuffle<2, 6, 3, 7>(pixels.low, pixels.high))));
             storeEach<At::bytes, count>(out,
@@ -238,17 +240,20 @@ struct FloatPixels {
                                                                std::int64_t offset) {
         return {colours(addresses, offset), colours(addresses, offset + bytes)};
     }
-    [[gnu::always_inline]] static void store(unsigned char* out, const Colours<Floats>& c) {
+    [[gnu::always_inline]] static void store(unsigned char* out, const Colours<Floats>& c,
+                                             bool isStreamed) {
         if constexpr (count == 2) {
             for (int i = 0; i < count; ++i, out += bytes)
                 polar::store(out, Vector<float, 4>{c.r[i], c.g[i], c.b[i], c.a[i]});
         } else {
             const Colours<Floats> pixels = transposed(c);
-            for (int i = 0; i < count / 4; ++i, out += 4 * bytes) {
-                storeQuarter(out, pixels.r, i);
-                storeQuarter(out + bytes, pixels.g, i);
-                storeQuarter(out + 2 * bytes, pixels.b, i);
-                storeQuarter(out + 3 * bytes, pixels.a, i);
+            const Floats* const ordered[] = {&pixels.r, &pixels.g, &pixels.b, &pixels.a};
+            for (int i = 0; i < count; ++i, out += bytes) {
+                const auto pixel = quarter(*ordered[i % 4], i / 4);
+                if (isStreamed)
+                    Lanes::Target::stream(out, pixel);
+                else
+                    polar::store(out, pixel);
             }
         }
     }
@@ -282,8 +287,8 @@ struct FloatPixels {
         return {shuffle<0, 1, 4, 5>(rg, ba), shuffle<2, 3, 6, 7>(rg, ba),
                 shuffle<0, 1, 4, 5>(rg2, ba2), shuffle<2, 3, 6, 7>(rg2, ba2)};
     }
-    [[gnu::always_inline]] static void storeQuarter(unsigned char* out, Floats value, int i) {
-        std::memcpy(out, reinterpret_cast<const unsigned char*>(&value) + i * bytes, bytes);
+    [[gnu::always_inline]] static Sixteen quarter(const Floats& value, int i) {
+        return load<Sixteen>(reinterpret_cast<const unsigned char*>(&value) + i * bytes);
     }
 };
 

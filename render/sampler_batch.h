@@ -1,6 +1,7 @@
 // From positions to pixels of the source.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <type_traits>
 
@@ -59,9 +60,9 @@ class Nearest {
     using Words = typename Lanes::Words;
 
   public:
-    static constexpr int count = Lanes::count;
+    static constexpr int count = std::max(Lanes::count, 4);
     static constexpr int rowsRead = 1;
-    static constexpr bool isPrecise = true;
+    static constexpr bool isCopy = true, isPrecise = true;
     template <int pixels>
     struct Spots {
         alignas(64) std::uint64_t address[pixels];
@@ -88,20 +89,24 @@ class Nearest {
     }
 
     template <class Spots>
-    [[gnu::always_inline]] unsigned mix(const Spots& spots, int at, unsigned char* out) const {
-        for (int i = 0; i < count; ++i, out += sizeof(Pixel)) {
-            const unsigned char* from = bytesAt(spots.address[at + i]);
-            if constexpr (Pixel::packed) {
-                // In one store, whose excess is the next one's pixel.
-                std::uint32_t start;
+    [[gnu::always_inline]] unsigned mix(const Spots& spots, int at, unsigned char* out,
+                                        bool isStreamed) const {
+        const auto pixel = [&](int i) { return bytesAt(spots.address[at + i]); };
+        if constexpr (Pixel::packed) {
+            storeEach<sizeof(Pixel), count>(out, [&](int i) {
+                // Of one store; it is no more than a pixel that is read.
                 std::conditional_t<sizeof(Pixel) == 5, std::uint8_t, std::uint16_t> end;
-                std::memcpy(&start, from, sizeof start);
-                std::memcpy(&end, from + sizeof start, sizeof end);
-                const std::uint64_t pixel = start | std::uint64_t{end} << 32;
-                std::memcpy(out, &pixel, i < count - 1 ? sizeof pixel : sizeof(Pixel));
-            } else {
-                std::memcpy(out, from, sizeof(Pixel));
-            }
+                std::memcpy(&end, pixel(i) + 4, sizeof end);
+                return load<std::uint32_t>(pixel(i)) | std::uint64_t{end} << 32;
+            });
+        } else if (isStreamed) {
+            constexpr int pixels = 16 / sizeof(Pixel);
+            for (int i = 0; i < count; i += pixels, out += 16)
+                Lanes::Target::stream(out, joined(std::make_index_sequence<pixels>{},
+                                                  [&](int k) { return pixel(i + k); }));
+        } else {
+            for (int i = 0; i < count; ++i, out += sizeof(Pixel))
+                std::memcpy(out, pixel(i), sizeof(Pixel));
         }
         return 0;
     }
@@ -110,6 +115,16 @@ class Nearest {
     // To nearest, ties to even, as far as positions can be inside.
     [[gnu::always_inline]] static Doubles rounded(Doubles value) {
         return (value + 0x1.8p52) - 0x1.8p52;
+    }
+
+    template <class From, std::size_t... i>
+    [[gnu::always_inline]] static Sixteen joined(std::index_sequence<i...>, From from) {
+        if constexpr (sizeof(Pixel) == 16) {
+            return load<Sixteen>(from(0));
+        } else {
+            using Word = std::conditional_t<sizeof(Pixel) == 4, std::uint32_t, std::uint64_t>;
+            return as<Sixteen>(Vector<Word, sizeof...(i)>{load<Word>(from(i))...});
+        }
     }
 
     static constexpr unsigned char zeros[sizeof(Pixel)] = {};
@@ -141,6 +156,7 @@ class Bilinear {
   public:
     static constexpr int count = Mean::count;
     static constexpr int rowsRead = 2;
+    static constexpr bool isCopy = false;
     using PreciseMean = typename Means<Lanes, Pixel, mapping>::Precise;
     using Precise = Bilinear<Lanes, Pixel, mapping, PreciseMean>;
     static constexpr bool isPrecise = std::is_same_v<Mean, PreciseMean>;
@@ -179,8 +195,9 @@ class Bilinear {
     }
 
     template <class Spots>
-    [[gnu::always_inline]] unsigned mix(const Spots& spots, int at, unsigned char* out) const {
-        return mean_.mix(spots, at, out);
+    [[gnu::always_inline]] unsigned mix(const Spots& spots, int at, unsigned char* out,
+                                        bool isStreamed) const {
+        return mean_.mix(spots, at, out, isStreamed);
     }
 
   private:
