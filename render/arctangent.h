@@ -17,7 +17,7 @@ template <class Lanes, int count>
 
 // atan2(y, x) for finite arguments that are not both zero.
 //
-// Within batchError (render/InstructionSet.h), in units of 1e-16: the argument is reduced to |t| <=
+// Within 9e-16 of the true one, in units of 1e-16: the argument is reduced to |t| <=
 // tan(pi / 8), with three roundings that move the angle by 1.4; the polynomial is within 0.3 of the
 // arctangent and rounds by 0.6; the sums with pi / 4, pi / 2 and pi round by 0.6, 1.1 and 2.2; and
 // these constants are off by 0.3, 0.6 and 1.2. Together less than 9.

@@ -86,11 +86,11 @@ class AnyPositions<Lanes, Mapping::wrap> : WrapRows<Lanes> {
 
 // Those of a chunk: columns follow from the angle between a pixel and the chunk's centre.
 //
-// Let the centre lie at (X, Y), R from the origin, and a pixel at (X + x, Y + y), at most r R from
-// the centre, r = reach. The tangent t of the angle between them is at most r / sqrt(1 - r * r) <
-// 1 / 4. In units of 2^-53, (x, y) is off by r R, the product across by 3 r R^2, that along, at
-// least (1 - r) R^2, by 6 R^2, so t by less than 4; the polynomial and its products round by 1, and
-// are off by another 1: together less than offsetError. The centre's angle adds batchError.
+// Let the centre lie at distance R from the origin and a pixel at most r R from the centre, r =
+// reach. The tangent t of the angle between them is at most r / sqrt(1 - r * r) < 1 / 4. In units
+// of 2^-53, the product across is off by 3 r R^2, that along, at least (1 - r) R^2, by 6 R^2, so t
+// by less than 4; the polynomial and the products with it round by 1 and are off by 1: together
+// less than 6e-16. The centre's own angle is within 9e-16: both make batchError.
 template <class Lanes>
 class ChunkPositions<Lanes, Mapping::wrap> : WrapRows<Lanes> {
   public:

@@ -182,6 +182,58 @@ TEST(Plan, KeepsToTheSideOfTheCut) {
     arctangentShift = 0;
 }
 
+// Diagonals and axes that lie within a few roundings of a tie or of a column.
+TEST(Plan, LeavesOpenWhatTheArctangentDecides) {
+    const QzRect place{0, 0, 65, 65};
+    for (const int width : {109, 113})
+        for (int rounding = -12; rounding <= 12; ++rounding)
+            forEachFormat([&]<class Buffer>() {
+                const QzRect source{0, 0, width, 20};
+                TestBitmap<Buffer> input(source), whole(place), output(place);
+                using Component = typename Buffer::Pixel::Component;
+                for (QzLong i = 0; i < width * 20; ++i)
+                    input.at(i, 0).store({Component(i % 7), Component(i % 5), Component(i % 3),
+                                          Component(i % 2 * Buffer::Pixel::maxValue)});
+                const Circle circle{{32, 32}, {32, 32}, 0, 0.625 + rounding * 0x1p-53, 1.0, false};
+                const Geometry geometry = polar::around(
+                    {Mapping::wrap, circle, source, source, {width, 20}, 0, 0, place});
+                for (const int variant : {0, 1, 2, 3}) {
+                    arctangentShift = variant & 2 ? 0.99 : -0.99;
+                    for (const InstructionSet* const set : sets) {
+                        auto& to = set == sets.front() ? whole : output;
+                        TestPlan(geometry, input, to, variant & 1, *set).plan.render(0, 65);
+                        EXPECT_TRUE(set == sets.front() || output == whole)
+                            << set->name << " " << Buffer::name << " " << width << " " << rounding;
+                    }
+                }
+                arctangentShift = 0;
+            });
+}
+
+// In frames too large for the caches, which are read ahead and written past them.
+TEST(Plan, GivesTheSameBitsInLargeFrames) {
+    if (batched.empty()) GTEST_SKIP() << "this processor has the plain path alone";
+    const QzRect all{0, 0, 1088, 1088};
+    forEachFormat([&]<class Buffer>() {
+        TestBitmap<Buffer> input(all), whole(all), output(all);
+        std::minstd_rand random(1);
+        for (QzLong i = 0; i < all.width * all.height; ++i) {
+            using Component = typename Buffer::Pixel::Component;
+            const auto any = [&] { return Component(random() & Buffer::Pixel::maxValue); };
+            input.at(i, 0).store({any(), any(), any(), any()});
+        }
+        for (const int variant : {0, 1, 2, 3}) {
+            const auto geometry =
+                polar::fromRectangles(variant & 2 ? Mapping::wrap : Mapping::unwrap, all, all);
+            TestPlan(geometry, input, whole, variant & 1, polar::plainPath).plan.render(0, 1088);
+            for (const InstructionSet* const set : batched) {
+                TestPlan(geometry, input, output, variant & 1, *set).plan.render(0, 1088);
+                EXPECT_TRUE(output == whole) << set->name << " " << Buffer::name << " " << variant;
+            }
+        }
+    });
+}
+
 TEST(Plan, KnowsHowFarItsArctangentIsOff) {
     if (batched.empty()) GTEST_SKIP() << "this processor has the plain path alone";
     std::mt19937_64 random(5);
