@@ -9,6 +9,7 @@
 
 #include "library/bands.h"
 #include "library/clients.h"
+#include "library/renderWith.h"
 #include "render/Memory.h"
 #include "render/Plan.h"
 #include "render/RoundToNearest.h"
@@ -84,6 +85,8 @@ Rect intersection(const Rect& rect, Size size) {
 // What is left to do once all is checked.
 class Call {
   public:
+    explicit Call(const InstructionSet& instructions) : instructions_(instructions) {}
+
     int prepare(const polar_image* input, const polar_image* output, const polar_options& options) {
         for (const int status : {check(input, in_), check(output, out_)})
             if (status != POLAR_OK) return status;
@@ -159,7 +162,8 @@ class Call {
     }
 
     bool renderStraight(const Geometry& geometry, const Tables& tables) const {
-        const Plan plan(in_.client->format, geometry, in_.image, out_.image, sampling_, tables);
+        const Plan plan(in_.client->format, geometry, in_.image, out_.image, sampling_, tables,
+                        instructions_);
         return runBands(out_.size.height, threads(), progress_,
                         [&](unsigned, std::int64_t first, std::int64_t count) {
                             plan.render(static_cast<QzLong>(first), static_cast<QzLong>(count));
@@ -190,7 +194,7 @@ class Call {
                           static_cast<std::int64_t>(partRowBytes)};
         const Image strip{strips.get(), static_cast<std::int64_t>(stripRowBytes)};
         const Plan plan(conversion_->format, geometry, input, {nullptr, strip.rowBytes}, sampling_,
-                        tables);
+                        tables, instructions_);
         return runBands(
             out_.size.height, count, progress_,
             [&](unsigned thread, std::int64_t first, std::int64_t rows) {
@@ -233,6 +237,7 @@ class Call {
                                address(out_, 0, first + row));
     }
 
+    const InstructionSet& instructions_;
     Picture in_{}, out_{};
     const Conversion* conversion_ = nullptr;
     Sampling sampling_ = Sampling::bilinear;
@@ -244,18 +249,23 @@ class Call {
 
 }  // namespace
 
-}  // namespace polar
-
-int polar_render(const polar_image* input, const polar_image* output,
-                 const polar_options* options) {
+int renderWith(const InstructionSet& instructions, const polar_image* input,
+               const polar_image* output, const polar_options* options) {
     try {
-        polar::Call call;
+        Call call(instructions);
         const int status =
             call.prepare(input, output, options != nullptr ? *options : polar_options{});
         return status == POLAR_OK ? call.run() : status;
     } catch (const std::bad_alloc&) {
         return POLAR_OUT_OF_MEMORY;
     }
+}
+
+}  // namespace polar
+
+int polar_render(const polar_image* input, const polar_image* output,
+                 const polar_options* options) {
+    return polar::renderWith(polar::bestInstructionSet(), input, output, options);
 }
 
 const char* polar_status_text(int status) {

@@ -1,0 +1,12 @@
+// polar_render with any instructions that this processor has, for those who compare them.
+#pragma once
+
+#include "library/polar.h"
+#include "render/InstructionSet.h"
+
+namespace polar {
+
+int renderWith(const InstructionSet& instructions, const polar_image* input,
+               const polar_image* output, const polar_options* options);
+
+}  // namespace polar
