@@ -6,18 +6,38 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <string>
 #include <vector>
 
 #include "library/polar.h"
 
 namespace bench {
 
+struct Size {
+    int width, height;
+
+    std::string name() const { return std::to_string(width) + 'x' + std::to_string(height); }
+    double pixels() const { return double(width) * height; }
+};
+// In the caches, beyond them, and so large that neighbouring rows lie on pages of their own.
+constexpr Size sizes[] = {{256, 256}, {1000, 1000}, {1920, 1080}, {2880, 2880}, {8192, 8192}};
+
+struct Format {
+    const char* name;
+    int code;
+};
+constexpr Format formats[] = {{"RGBA8", POLAR_RGBA8},
+                              {"RGBA10", POLAR_RGBA10},
+                              {"RGBA12", POLAR_RGBA12},
+                              {"RGBA16", POLAR_RGBA16},
+                              {"float", POLAR_RGBA_FLOAT}};
+
 // Noise in colour and alpha, which leaves no shortcut to anybody.
 class Frame {
   public:
-    Frame(int format, int width, int height)
-        : pixels_(polar_pixel_bytes(format) * std::size_t(width) * std::size_t(height)),
-          image_{pixels_.data(), width, height, 0, format, POLAR_STRAIGHT} {
+    Frame(int format, Size size)
+        : pixels_(polar_pixel_bytes(format) * std::size_t(size.width) * std::size_t(size.height)),
+          image_{pixels_.data(), size.width, size.height, 0, format, POLAR_STRAIGHT} {
         std::uint32_t state = 1;
         for (std::size_t i = 0; i + 4 <= pixels_.size(); i += 4) {
             state = state * 1664525u + 1013904223u;
@@ -30,8 +50,8 @@ class Frame {
         }
     }
 
-    polar_image& image() { return image_; }
-    std::vector<unsigned char>& pixels() { return pixels_; }
+    const polar_image& image() const { return image_; }
+    const std::vector<unsigned char>& pixels() const { return pixels_; }
 
   private:
     std::vector<unsigned char> pixels_;
@@ -56,12 +76,17 @@ double elapsed(Work work) {
         .count();
 }
 
-// Nanoseconds of this process: others on the machine do not count.
+// Nanoseconds of this thread: others, in this process and elsewhere, do not count.
 template <class Work>
-double processorTime(Work work) {
-    const std::clock_t start = std::clock();
+double threadTime(Work work) {
+    const auto now = [] {
+        std::timespec time{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return double(time.tv_sec) * 1e9 + double(time.tv_nsec);
+    };
+    const double start = now();
     work();
-    return double(std::clock() - start) / CLOCKS_PER_SEC * 1e9;
+    return now() - start;
 }
 
 inline double median(std::vector<double> values) {

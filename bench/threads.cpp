@@ -10,8 +10,8 @@ namespace {
 
 constexpr int repetitions = 15;
 
-double nanosecondsPerPixel(bench::Frame& input, bench::Frame& output, const bench::Case& of,
-                           int threads) {
+double nanosecondsPerPixel(const bench::Frame& input, const bench::Frame& output,
+                           const bench::Case& of, int threads) {
     polar_options options{};
     options.direction = of.direction;
     options.sampling = of.sampling;
@@ -22,7 +22,7 @@ double nanosecondsPerPixel(bench::Frame& input, bench::Frame& output, const benc
 }
 
 void measure(int side, int format, const char* formatName) {
-    bench::Frame input(format, side, side), output(format, side, side);
+    const bench::Frame input(format, {side, side}), output(format, {side, side});
     for (const bench::Case& of : bench::cases) {
         std::vector<double> one, all, ratios;
         for (int i = 0; i < repetitions; ++i) {

@@ -1,0 +1,67 @@
+#!/usr/bin/python3
+"""Draws what a pixel costs at each size, as SVG, from the tables that renderBench prints."""
+import math
+import re
+import sys
+
+import matplotlib
+
+matplotlib.use("svg")
+matplotlib.rcParams.update({"svg.fonttype": "none", "svg.hashsalt": "polar", "font.size": 9})
+from matplotlib import pyplot  # after the backend is chosen
+
+STYLES = {"RGBA8": "-", "RGBA16": "--", "float": ":"}
+MARKS = {"RGBA8": "o", "RGBA16": "s", "float": "^"}
+
+
+def read_tables(lines):
+    """{instruction set: {case: [(square root of the pixels, ns per pixel), ...]}}"""
+    tables, rows, sizes = {}, {}, []
+    for line in lines:
+        title = re.match(r"(.*), ns/pixel:$", line)
+        if title:
+            rows = tables[title[1]] = {}
+        elif line.startswith("|"):
+            name, *cells = [cell.strip() for cell in line.strip().strip("|").split("|")]
+            if name == "case":
+                sizes = cells
+            elif len(cells) == len(sizes) and not name.startswith("-"):
+                rows[name] = [(math.prod(map(int, size.split("x"))) ** 0.5, float(cell.split()[0]))
+                              for size, cell in zip(sizes, cells)]
+        elif line.strip():
+            rows, sizes = {}, []  # tables of something else
+    return tables
+
+
+def draw(tables):
+    copies = tables.pop("memcpy", {})
+    figure, panels = pyplot.subplots(2, 2, figsize=(9, 8), sharex=True, sharey=True)
+    for panel, case in zip(panels.flat, ["unwrap bilinear", "wrap bilinear",
+                                         "unwrap nearest", "wrap nearest"]):
+        for form, style in STYLES.items():
+            drawn = dict(linestyle=style, marker=MARKS[form], markersize=3, linewidth=1)
+            for number, (name, rows) in enumerate(tables.items()):
+                panel.plot(*zip(*rows[f"{case} {form}"]), color=f"C{number}",
+                           label=f"{name} {form}", **drawn)
+            if form in copies:
+                panel.plot(*zip(*copies[form]), color="0.6", label=f"memcpy {form}", **drawn)
+        panel.set(title=case, xscale="log", yscale="log")
+        panel.grid(alpha=0.3, linewidth=0.5)
+    ticks = [256, 1000, 2880, 8192]
+    panel.set_xticks(ticks, [str(tick) for tick in ticks])
+    panel.set_yticks([0.1, 1, 10, 100], ["0.1", "1", "10", "100"])
+    panel.minorticks_off()
+    figure.supxlabel("square root of the number of pixels")
+    figure.supylabel("ns/pixel, one thread")
+    figure.tight_layout(rect=(0, 0, 1, 0.89))
+    # In rows of one instruction set.
+    handles, labels = panel.get_legend_handles_labels()
+    figure.legend(handles, labels, ncols=len(STYLES), loc="upper center")
+    return figure
+
+
+if __name__ == "__main__":
+    found = read_tables(sys.stdin)
+    if not found.keys() - {"memcpy"}:
+        sys.exit("chart: no table of an instruction set to be read")
+    draw(found).savefig(sys.stdout.buffer, format="svg", metadata={"Date": None})
