@@ -1,5 +1,5 @@
 // The library beside another build of it, an earlier one for instance:
-//   against LIBRARY [INSTRUCTION_SET]
+//   against LIBRARY [INSTRUCTION_SET [SIZE]]
 
 #include <dlfcn.h>
 
@@ -38,5 +38,5 @@ int main(int argc, char** argv) {
     }
     // What it chooses itself is the best set.
     const char* const set = argc > 2 ? argv[2] : polar::bestInstructionSet().name;
-    return compare(peer, set, bench::sizes);
+    return compare(peer, bench::sizes, set, argc > 3 ? argv[3] : "");
 }

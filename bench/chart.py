@@ -27,7 +27,7 @@ def read_tables(lines):
                 sizes = cells
             elif len(cells) == len(sizes) and not name.startswith("-"):
                 rows[name] = [(math.prod(map(int, size.split("x"))) ** 0.5, float(cell.split()[0]))
-                              for size, cell in zip(sizes, cells)]
+                              for size, cell in zip(sizes, cells) if cell]
         elif line.strip():
             rows, sizes = {}, []  # tables of something else
     return tables

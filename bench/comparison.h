@@ -140,16 +140,19 @@ class Comparison {
     std::vector<std::vector<double>> ratios_;  // of the sets on one thread, then on all
 };
 
-// A comparison of each size, by the set that `setName` names. The program's status.
-inline int compare(Peer& peer, std::string_view setName, std::span<const Size> frames) {
+// A comparison of each frame, by the set and of the size that are named; empty names are all. The
+// program's status.
+inline int compare(Peer& peer, std::span<const Size> frames, std::string_view setName,
+                   std::string_view sizeName) {
     const Sets sets = setsNamed(setName);
-    if (sets.empty()) {
-        std::fprintf(stderr, "no such instruction set here: %.*s\n", int(setName.size()),
-                     setName.data());
-        return 1;
-    }
-    for (const Size size : frames) Comparison(peer, sets, size).print();
-    return 0;
+    bool isAny = false;
+    for (const Size size : frames)
+        if (!sets.empty() && (sizeName.empty() || sizeName == size.name())) {
+            Comparison(peer, sets, size).print();
+            isAny = true;
+        }
+    if (!isAny) std::fprintf(stderr, "no such instruction set here, or no such size\n");
+    return isAny ? 0 : 1;
 }
 
 }  // namespace bench

@@ -1,5 +1,5 @@
 // The library beside cv::warpPolar:
-//   peers [INSTRUCTION_SET]
+//   peers [INSTRUCTION_SET [SIZE]]
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
@@ -51,5 +51,6 @@ int main(int argc, char** argv) {
     std::printf("OpenCV %s\n", CV_VERSION);
     WarpPolar peer;
     // Not the largest, of which nobody expects anything else than of the one before.
-    return compare(peer, argc > 1 ? argv[1] : "", std::span(bench::sizes).first(4));
+    return compare(peer, std::span(bench::sizes).first(4), argc > 1 ? argv[1] : "",
+                   argc > 2 ? argv[2] : "");
 }
