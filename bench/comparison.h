@@ -82,6 +82,7 @@ class Comparison {
                 });
         }
         std::vector<double> medians;
+        medians.reserve(times.size());
         for (const auto& each : times) medians.push_back(median(each) / renders / size_.pixels());
         return medians;
     }

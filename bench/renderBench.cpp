@@ -93,6 +93,7 @@ bool measure(bench::Size size, const bench::Format& format, Times& times) {
 // One table: rows and columns of which nothing was measured are left out.
 void print(const Times& times, const std::string& set, const std::vector<std::string>& rows,
            const std::vector<bench::Size>& sizes) {
+    const std::string full = set + '/', floor = set + " in cache/";
     std::string rule = "|---|";
     std::printf("\n%s, ns/pixel:\n\n| case |", set.c_str());
     for (const bench::Size size : sizes) {
@@ -103,9 +104,9 @@ void print(const Times& times, const std::string& set, const std::vector<std::st
     for (const std::string& row : rows) {
         std::string cells;
         for (const bench::Size size : sizes) {
-            const std::string floor = times.perPixel(set + " in cache/" + row, size);
-            cells += ' ' + times.perPixel(set + '/' + row, size);
-            cells += floor.empty() ? " |" : " (" + floor + ") |";
+            cells += ' ' + times.perPixel(full + row, size);
+            const std::string inCache = times.perPixel(floor + row, size);
+            cells += inCache.empty() ? " |" : " (" + inCache + ") |";
         }
         if (cells.find_first_not_of(" |") != std::string::npos)
             std::printf("| %s |%s\n", row.c_str(), cells.c_str());
