@@ -16,12 +16,12 @@ MARKS = {"RGBA8": "o", "RGBA16": "s", "float": "^"}
 
 def read_tables(lines):
     """{instruction set: {case: [(square root of the pixels, ns per pixel), ...]}}"""
-    tables, rows, sizes = {}, {}, []
+    tables, rows, sizes = {}, None, []
     for line in lines:
         title = re.match(r"(.*), ns/pixel:$", line)
         if title:
             rows = tables[title[1]] = {}
-        elif line.startswith("|"):
+        elif rows is not None and line.startswith("|"):
             name, *cells = [cell.strip() for cell in line.strip().strip("|").split("|")]
             if name == "case":
                 sizes = cells
@@ -29,7 +29,7 @@ def read_tables(lines):
                 rows[name] = [(math.prod(map(int, size.split("x"))) ** 0.5, float(cell.split()[0]))
                               for size, cell in zip(sizes, cells) if cell]
         elif line.strip():
-            rows, sizes = {}, []  # tables of something else
+            rows, sizes = None, []  # other tables may follow
     return tables
 
 
