@@ -57,7 +57,7 @@ class IntegerMean {
 
     explicit IntegerMean(const Job& job) : rowBytes_(job.input.rowBytes) {
         constexpr double most = Pixel::maxValue;
-        limit_ = static_cast<Real>(0.5 - slack - 12 * unit * most);
+        limit_ = static_cast<Real>(0.5 - margin);
         leastAlpha_ = static_cast<Real>(1.01 * job.weightError * most * most / slack);
     }
 
@@ -69,7 +69,7 @@ class IntegerMean {
     // their quotient by 2u: together 10uC; 12uC leaves room for squares of u. Alpha is off by 6uC.
     // The plain path's weights are off by job.weightError in sum, roundings in its means included,
     // which moves a mean by at most that times C^2 / total alpha: no more than `slack` where that
-    // alpha is leastAlpha_.
+    // alpha is leastAlpha_. A result nearer to a tie than both, `margin`, is left open.
     template <int pixels>
     [[gnu::always_inline]] unsigned mix(const Spots<pixels>& spots, int at, unsigned char* out,
                                         bool /*isStreamed*/) const {
@@ -116,9 +116,10 @@ class IntegerMean {
   private:
     static constexpr unsigned all_ = (1u << count) - 1;
     static constexpr bool isSingle = std::is_same_v<Real, float>;
-    static constexpr double unit = isSingle ? 0x1p-24 : 0x1p-53;
-    // How far a mean may be off for the weights, in units of what is stored.
-    static constexpr double slack = isSingle ? unit * Pixel::maxValue : 0x1p-14;
+    static constexpr double unit = 0x1p-24 * Pixel::maxValue;
+    // In doubles roundings are nothing beside what the weights may be off.
+    static constexpr double slack = isSingle ? unit : 0x1p-15;
+    static constexpr double margin = isSingle ? slack + 12 * unit : 2 * slack;
 
     std::int64_t rowBytes_;
     Real limit_, leastAlpha_;

@@ -211,6 +211,66 @@ TEST(Plan, LeavesOpenWhatTheArctangentDecides) {
             });
 }
 
+// Means as near to a tie as some hundred tries come, each of pixels of its own.
+template <class Buffer>
+void compareTies(unsigned seed) {
+    constexpr int side = 128, size = 960, tries = 300;
+    constexpr QzLong largest = Buffer::Pixel::maxValue;
+    const QzRect source{0, 0, size, size}, place{0, 0, side, side - 32};
+    const Geometry geometry = polar::around({Mapping::unwrap,
+                                             polar::inscribed({size, size}),
+                                             source,
+                                             source,
+                                             {side, side},
+                                             0,
+                                             32,
+                                             place});
+    TestBitmap<Buffer> input(source), whole(place), output(place);
+    TestPlan test(geometry, input, whole, 0, polar::plainPath);
+    std::minstd_rand random(seed);
+    const auto any = [&] {
+        return QzLong(random() % 3 ? random() % (largest + 1) : random() % 2 * largest);
+    };
+    for (int pixel = 0; pixel < side * (side - 32); ++pixel) {
+        const double v = geometry.rows.at(pixel / side);
+        const auto at = [&](int table) {
+            return (0.5 - v * test.doubles[std::size_t(table * side + pixel % side)]) * size;
+        };
+        const double x = at(0), y = at(1), fx = x - std::floor(x), fy = y - std::floor(y);
+        const double weights[] = {(1 - fx) * (1 - fy), fx * (1 - fy), (1 - fx) * fy, fx * fy};
+        QzLong alphas[4], colours[3][4] = {};
+        double total = 0;
+        for (int i = 0; i < 4; ++i) total += weights[i] * (alphas[i] = any());
+        for (auto& best : colours)
+            for (double nearest = 1, i = 0; i < tries; ++i) {
+                QzLong tried[4];
+                double mean = 0.5;
+                for (int k = 0; k < 4; ++k)
+                    mean += weights[k] * alphas[k] / total * (tried[k] = any());
+                if (std::abs(mean - std::round(mean)) >= nearest) continue;
+                nearest = std::abs(mean - std::round(mean));
+                std::ranges::copy(tried, best);
+            }
+        for (int i = 0; i < 4; ++i) {
+            using Component = typename Buffer::Pixel::Component;
+            input.at(QzLong(x) + i % 2, QzLong(y) + i / 2)
+                .store({Component(colours[0][i]), Component(colours[1][i]),
+                        Component(colours[2][i]), Component(alphas[i])});
+        }
+    }
+    test.plan.render(0, side - 32);
+    for (const InstructionSet* const set : batched) {
+        TestPlan(geometry, input, output, 0, *set).plan.render(0, side - 32);
+        EXPECT_TRUE(output == whole) << set->name << " " << Buffer::name << " " << seed;
+    }
+}
+
+TEST(Plan, LeavesOpenWhatRoundingsDecide) {
+    if (batched.empty()) GTEST_SKIP() << "this processor has the plain path alone";
+    compareTies<QzBufferRGBA8>(1);
+    compareTies<QzBufferRGBA10>(1);
+}
+
 // In frames too large for the caches, which are read ahead and written past them.
 TEST(Plan, GivesTheSameBitsInLargeFrames) {
     if (batched.empty()) GTEST_SKIP() << "this processor has the plain path alone";
