@@ -34,7 +34,7 @@ const InstructionSet& bestInstructionSet();
 // How far an angle of the batches can be from the true one, in radians (render/arctangent.h and
 // wrap_batch.h), and that of the library, in units in the last place of results just below pi: 0.55
 // in glibc, below 1 in others. Together: how far the two can be from each other.
-constexpr double batchError = 15e-16;
+constexpr double batchError = 18e-16;
 constexpr double libraryError = 2.0;
 constexpr double arctangentError = batchError + libraryError * 0x1p-51;
 

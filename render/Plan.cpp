@@ -73,7 +73,7 @@ bool areRowsIndependent(const Job& job, std::int64_t pixelBytes) {
 // Batches -----------------------------------------------------------------------------------------
 
 // Measured: from which sizes on it pays to fetch ahead and to write past the caches. What is redone
-// is written twice, and then it does not; nor where rows share lines of the caches.
+// is written twice, and then it does not; nor where pixels or rows share lines of the caches.
 void findSizes(Job& job) {
     const auto bytes = [](double rows, const Image& image) {
         return rows * std::abs(static_cast<double>(image.rowBytes));
@@ -81,7 +81,9 @@ void findSizes(Job& job) {
     const bool isNearest = job.sampling == Sampling::nearest;
     const bool isWrapping = job.geometry.mapping == Mapping::wrap;
     const double read = bytes(job.lastRow - job.top, job.input);
-    job.isStreamed = (isNearest || !isWrapping) && job.output.rowBytes % 64 == 0 &&
+    bool isPacked = false;
+    visitFormat(job.format, [&]<class Buffer>() { isPacked = Buffer::Pixel::packed; });
+    job.isStreamed = (isNearest || !isWrapping) && !isPacked && job.output.rowBytes % 64 == 0 &&
                      bytes(job.geometry.region.height, job.output) > 0x1p22;
     job.isLarge = isNearest ? job.isStreamed || (isWrapping && read > 0x1.8p24) : read > 0x1p20;
 }

@@ -6,11 +6,23 @@
 namespace polar {
 namespace {
 
-template <class Lanes, int count>
-[[gnu::always_inline]] inline typename Lanes::Doubles polynomial(
-    const double (&coefficients)[count], typename Lanes::Doubles z) {
+// atan(t) / t for |t| <= tan(pi / 8), z = t * t; times t, it is within 0.3e-16 of the arctangent,
+// and roundings.
+template <class Lanes>
+[[gnu::always_inline]] inline typename Lanes::Doubles smallArctangent(typename Lanes::Doubles z) {
+    constexpr double coefficients[] = {0.021135373157693246,
+                                       -0.04348052215716462,
+                                       0.056883492268090106,
+                                       -0.06640233930429408,
+                                       0.07689953496306857,
+                                       -0.09090773074808414,
+                                       0.11111106180455946,
+                                       -0.14285714180976467,
+                                       0.1999999999885511,
+                                       -0.3333333333332844,
+                                       1.0};
     auto sum = all<typename Lanes::Doubles>(coefficients[0]);
-    for (int i = 1; i < count; ++i)
+    for (int i = 1; i < 11; ++i)
         sum = Lanes::Target::fma(sum, z, all<typename Lanes::Doubles>(coefficients[i]));
     return sum;
 }
@@ -25,37 +37,17 @@ template <class Lanes>
 [[gnu::always_inline]] inline typename Lanes::Doubles arctangent(typename Lanes::Doubles y,
                                                                  typename Lanes::Doubles x) {
     using Doubles = typename Lanes::Doubles;
-    constexpr double coefficients[] = {0.021135373157693246,
-                                       -0.04348052215716462,
-                                       0.056883492268090106,
-                                       -0.06640233930429408,
-                                       0.07689953496306857,
-                                       -0.09090773074808414,
-                                       0.11111106180455946,
-                                       -0.14285714180976467,
-                                       0.1999999999885511,
-                                       -0.3333333333332844,
-                                       1.0};
     const Doubles ax = magnitude(x), ay = magnitude(y);
     const Doubles low = smaller(ax, ay), high = larger(ax, ay);
     const auto far = high * 0.4142135623730951 < low;
     const Doubles t = (far ? low - high : low) / (far ? low + high : high);
-    const Doubles sum = polynomial<Lanes>(coefficients, t * t);
+    const Doubles sum = smallArctangent<Lanes>(t * t);
     const Doubles first = far ? all<Doubles>(0.7853981633974483) : Doubles{};
     Doubles angle = Lanes::Target::fma(sum, t, first);
     angle = ax < ay ? 1.5707963267948966 - angle : angle;
     angle = x < Doubles{} ? 3.141592653589793 - angle : angle;
     using Words = typename Lanes::Words;
     return as<Doubles>(as<Words>(angle) | (as<Words>(y) & as<Words>(-Doubles{})));
-}
-
-// atan(t) / t for |t| <= 1 / 4, z = t * t; times t within 0.8e-16 and roundings.
-template <class Lanes>
-[[gnu::always_inline]] inline typename Lanes::Doubles smallArctangent(typename Lanes::Doubles z) {
-    constexpr double coefficients[] = {
-        -0.05372741710419327, 0.07566488685373408, -0.09084394448920143, 0.11110922525786078,
-        -0.1428571130711039,  0.19999999976829816, -0.33333333333264525, 0.9999999999999997};
-    return polynomial<Lanes>(coefficients, z);
 }
 
 template <class Lanes>

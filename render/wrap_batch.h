@@ -87,10 +87,10 @@ class AnyPositions<Lanes, Mapping::wrap> : WrapRows<Lanes> {
 // Those of a chunk: columns follow from the angle between a pixel and the chunk's centre.
 //
 // Let the centre lie at distance R from the origin and a pixel at most r R from the centre, r =
-// reach. The tangent t of the angle between them is at most r / sqrt(1 - r * r) < 1 / 4. In units
-// of 2^-53, the product across is off by 3 r R^2, that along, at least (1 - r) R^2, by 6 R^2, so t
-// by less than 4; the polynomial and the products with it round by 1 and are off by 1: together
-// less than 6e-16. The centre's own angle is within 9e-16: both make batchError.
+// reach. The tangent t of the angle between them is at most r / sqrt(1 - r * r) < tan(pi / 8). In
+// units of 2^-53, the product across is off by 3 r R^2, that along, at least (1 - r) R^2, by 6 R^2,
+// so t by less than 6.3; the polynomial and the products with it round by 1: together less than
+// 9e-16. The centre's own angle is within another 9e-16: both make batchError.
 template <class Lanes>
 class ChunkPositions<Lanes, Mapping::wrap> : WrapRows<Lanes> {
   public:
@@ -128,7 +128,7 @@ class ChunkPositions<Lanes, Mapping::wrap> : WrapRows<Lanes> {
     Extent extent() const { return {reached_, rows_}; }
 
   private:
-    static constexpr double reach = 0.24;
+    static constexpr double reach = 0.38;
 
     // Roundings are monotone.
     Interval rowsOf(double above, double below, bool hasCentre) const {
@@ -151,7 +151,7 @@ class ChunkPositions<Lanes, Mapping::wrap> : WrapRows<Lanes> {
         const double angle = arctangent<Lanes>(all<Doubles>(x_), all<Doubles>(y_))[0];
         const double turns = (angle + pi) * turnsPerRadian;
         const double turned = turns * geometry.turn.sign + geometry.turn.offset;
-        const double most = 1.02 * turnsPerRadian * r + job.turnError;
+        const double most = 1.04 * turnsPerRadian * r + job.turnError;
         const auto mayBe = [&](double cut) { return std::abs(turned - cut) <= most; };
         if (mayBe(geometry.turn.low) || mayBe(geometry.turn.high)) return;
         column_ = geometry.turn.relative(turns) * geometry.scaleX + geometry.originX;
