@@ -147,12 +147,13 @@ class Renderer {
                         outside |= (found.outside & allLanes) << (i + k);
                     }
                 };
-                if (isDirect) {
-                    typename Sampler::template Spots<Sampler::count> spots;
-                    planned(spots, 0);
-                    mixBatch(sampler, spots, 0, chunk.width - i, out + i * pixelBytes, false);
-                    continue;
-                }
+                if constexpr (Sampler::isCopy)
+                    if (isDirect) {
+                        typename Sampler::template Spots<Sampler::count> spots;
+                        planned(spots, 0);
+                        mixBatch(sampler, spots, 0, chunk.width - i, out + i * pixelBytes, false);
+                        continue;
+                    }
                 const int pixel = j * blockColumns + i;
                 planned(chunk.spots, pixel);
                 if (isLarge && j % rowsApart == 0) prefetch(chunk.spots.address + pixel, rowBytes);
