@@ -46,8 +46,8 @@ struct Job {
     double columnError;
     bool isTurned;
     double turnError;
-    // By how much the weights of four pixels can differ in sum for all that: what the roundings of
-    // their means amount to included, half a component's ratio to the total alpha being 1.
+    // By how much the weights of four pixels can differ in sum for all that, what the roundings of
+    // their means amount to included.
     double weightError;
 
     // Renders the pixel of column `column`, at offset `offset` (wrapping), of the row at `v` to
