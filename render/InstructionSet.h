@@ -17,7 +17,8 @@ struct InstructionSet {
     // Whether this processor has them and the system saves their registers.
     bool (*isSupported)();
     // Renders rows of the job's region; returns how many pixels were left to Job::renderPixel,
-    // because the arctangent's last bits decide them or only some of their neighbours are inside.
+    // because the last bits of the arctangent or of a mean decide them, their neighbours can hardly
+    // be seen, or only some of these are inside.
     std::int64_t (*render)(const Job& job, QzLong firstRow, QzLong rows);
     // 8 approximate arctangents: angles[i] is that of (x[i], y[i]).
     void (*arctangents)(const double* y, const double* x, double* angles);

@@ -36,8 +36,8 @@ struct Job {
     // each, both ends included; whole numbers, as positions are compared with them.
     double left, top, lastColumn, lastRow;
 
-    // Whether the part of the input that counts, and the output, are larger than the caches next to
-    // a processor: then pixels are fetched ahead, and written past the caches.
+    // Whether pixels are fetched ahead, and written past the caches: where the memory that the rows
+    // of the input or the output extend over is larger than the caches next to a processor.
     bool isLarge, isStreamed;
 
     // Wrapping: how far a column computed with the approximate arctangent can be from the one that

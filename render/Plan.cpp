@@ -74,7 +74,7 @@ bool areRowsIndependent(const Job& job, std::int64_t pixelBytes) {
 
 // Measured: from which sizes on it pays to fetch ahead and to write past the caches. What is redone
 // is written twice, and then it does not; nor where pixels or rows share lines of the caches.
-void findSizes(Job& job) {
+void findSizes(Job& job, bool mayStream) {
     const auto bytes = [](double rows, const Image& image) {
         return rows * std::abs(static_cast<double>(image.rowBytes));
     };
@@ -83,7 +83,8 @@ void findSizes(Job& job) {
     const double read = bytes(job.lastRow - job.top, job.input);
     bool isPacked = false;
     visitFormat(job.format, [&]<class Buffer>() { isPacked = Buffer::Pixel::packed; });
-    job.isStreamed = (isNearest || !isWrapping) && !isPacked && job.output.rowBytes % 64 == 0 &&
+    job.isStreamed = mayStream && (isNearest || !isWrapping) && !isPacked &&
+                     job.output.rowBytes % 64 == 0 &&
                      bytes(job.geometry.region.height, job.output) > 0x1p22;
     job.isLarge = isNearest ? job.isStreamed || (isWrapping && read > 0x1.8p24) : read > 0x1p20;
 }
@@ -96,15 +97,15 @@ bool prepareBatches(Job& job) {
     job.top = inside.top();
     job.lastColumn = inside.right() - 1.0;
     job.lastRow = inside.bottom() - 1.0;
-    findSizes(job);
+    findSizes(job, true);
     const double end = (job.lastRow + 1) * std::abs(static_cast<double>(job.input.rowBytes)) +
                        (job.lastColumn + 1) * sizeof(QzBufferRGBAFloat::Pixel);
     return job.left < job.lastColumn && job.top < job.lastRow && end < 0x1p50;
 }
 
-// The angle, half a turn added and so below 8; its fraction of a turn; that of the first column;
-// that times the span; and that moved to the source: errors so far, and the roundings of two such
-// computations.
+// The angle, half a turn added and so below 8; its fraction of a turn, in which a whole one is off
+// by another 0.28 ulp; that of the first column; that times the span; and that moved to the source:
+// errors so far, the roundings of two such computations, and that of the last sum of a chunk.
 void boundErrors(Job& job) {
     constexpr double ulp = std::numeric_limits<double>::epsilon();
     const Geometry& geometry = job.geometry;
@@ -114,8 +115,8 @@ void boundErrors(Job& job) {
     const double rounded = job.isTurned ? 3 * ulp : ulp;
     job.turnError = 1.01 * (0.16 * (arctangentError + 4 * ulp) + rounded);
     if (geometry.mapping == Mapping::wrap)
-        job.columnError = span * (job.turnError + 1.01 * ulp) + 1.01 * reach * ulp;
-    // Computed weights are off by 11 units of 2^-53 in sum, and the operations that lead from them
+        job.columnError = span * (job.turnError + 1.01 * ulp) + 1.52 * reach * ulp;
+    // Computed weights are off by 11 units of 2^-54 in sum, and the operations that lead from them
     // to a mean by 10 more of each product: less than 2^-48, of which there are two computations,
     // and what is computed to compare them.
     job.weightError = 2 * job.columnError + 0x1p-45;
@@ -156,6 +157,8 @@ std::int64_t Plan::renderTo(const Image& band, QzLong firstRow, QzLong rows) con
     const Rect& region = job_.geometry.region;
     Job job = job_;
     job.output.rowBytes = band.rowBytes;
+    // The caller has use for the band at once.
+    findSizes(job, false);
     // The band's first pixel takes the place of the region's one in that row.
     const std::int64_t before =
         (std::int64_t{region.y} + firstRow) * band.rowBytes + region.x * pixelBytes;

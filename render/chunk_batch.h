@@ -106,7 +106,7 @@ class Renderer {
                 if (!isDirect() || chunk.place == Place::outside) mix(chunk);
                 pending_ = nullptr;
             }
-            out += static_cast<std::uintptr_t>(chunkRows * job_.output.rowBytes);
+            out += chunkRows * static_cast<std::uintptr_t>(job_.output.rowBytes);
         }
     }
 
@@ -176,8 +176,8 @@ class Renderer {
     [[gnu::noinline]] void mix(const Chunk& chunk) {
         const Sampler sampler = sampler_;
         const bool streams = job_.isStreamed;
-        unsigned char* out = chunk.out;
-        for (int j = 0; j < chunk.height; ++j, out += job_.output.rowBytes) {
+        for (int j = 0; j < chunk.height; ++j) {
+            unsigned char* const out = chunk.out + j * job_.output.rowBytes;
             if (chunk.place == Place::outside) {
                 std::memset(out, 0, static_cast<std::size_t>(chunk.width * pixelBytes));
                 continue;

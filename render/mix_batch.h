@@ -166,8 +166,7 @@ class FloatMean {
         const Doubles u10 = a10 * inverse;
         const Doubles u01 = a01 * inverse;
         const Doubles u11 = a11 * inverse;
-        const auto mean = [&](auto component) __attribute__((always_inline))
-        __attribute__((always_inline)) {
+        const auto mean = [&](auto component) __attribute__((always_inline)) {
             return ((u10 * c.c10.*component + u00 * c.c00.*component) + u01 * c.c01.*component) +
                    u11 * c.c11.*component;
         };
@@ -201,14 +200,12 @@ class FloatMean {
         const Doubles largest = largestOf(c, &All::a);
         const Doubles gain = error_ * magnitude(largest * inverse);
         Bits differences{};
-        const auto widen = [&](Doubles value, Doubles by) __attribute__((always_inline))
-        __attribute__((always_inline)) {
+        const auto widen = [&](Doubles value, Doubles by) __attribute__((always_inline)) {
             differences |= stored(value - by) ^ stored(value + by);
         };
         // The sign of a mean of zeros depends on the signs of the weights.
         Mask signedZeros{};
-        const auto colour = [&](auto component) __attribute__((always_inline))
-        __attribute__((always_inline)) {
+        const auto colour = [&](auto component) __attribute__((always_inline)) {
             const auto bits = [&](const All& of) __attribute__((always_inline)) {
                 return as<Mask>(of.*component);
             };

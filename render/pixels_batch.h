@@ -18,8 +18,7 @@ struct ColourPair {
     Colours<V> left, right;
 };
 
-// Words of memory
-// -----------------------------------------------------------------------------------
+// Words of memory ---------------------------------------------------------------------------------
 
 [[gnu::always_inline]] inline const unsigned char* bytesAt(std::uint64_t address) {
     return reinterpret_cast<const unsigned char*>(address);  // NOLINT(performance-no-int-to-ptr)

@@ -186,10 +186,9 @@ class Bilinear {
         store(spots.address + i, addresses_.of(column, row));
         spots.setFractions(i, fx, y - row);
         if constexpr (mapping == Mapping::wrap) {
-            // Near the cut x is at an end of the columns or beyond, too.
             const auto sameNeighbours =
                 (fx >= bounds_.columnError) & (fx <= 1.0 - bounds_.columnError);
-            found.open |= ~bitsOf<Lanes>(sameNeighbours);
+            found.open |= ~bitsOf<Lanes>(sameNeighbours) | at.nearCut;
         }
         return found;
     }

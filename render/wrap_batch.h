@@ -1,5 +1,5 @@
-// Wrapping, in batches. Rows of the source are the plain path's, bit for
-// bit; columns are within job.columnError of them.
+// Wrapping, in batches. Rows of the source are the plain path's, bit for bit; columns are within
+// job.columnError of them.
 #pragma once
 
 #include "render/arctangent.h"
@@ -107,7 +107,10 @@ class ChunkPositions<Lanes, Mapping::wrap> : WrapRows<Lanes> {
         const double halfWidth = (right - left) * 0.5, halfHeight = (below - above) * 0.5;
         const double distance = halfWidth * halfWidth + halfHeight * halfHeight;
         rows_ = rowsOf(above * above, below * below, above < 0 && below > 0);
-        if (distance < reach * reach * squared_) findColumns(job, std::sqrt(distance / squared_));
+        // Squares that are rounded as the bound has it.
+        const bool isNormal = squared_ > 0x1p-900 && squared_ < 0x1p900;
+        if (isNormal && distance < reach * reach * squared_)
+            findColumns(job, std::sqrt(distance / squared_));
     }
 
     [[gnu::always_inline]] Position<Lanes> at(int column, double v) const {
@@ -144,17 +147,17 @@ class ChunkPositions<Lanes, Mapping::wrap> : WrapRows<Lanes> {
         return result;
     }
 
-    // Leaves the columns unknown where the cut may be among them. The arcsine of r is below 1.011
-    // r.
+    // Leaves the columns unknown where the cut may be among them. The arcsine of r is below 1.026
+    // r; 1.04 also holds the roundings of r and of the centre.
     void findColumns(const Job& job, double r) {
         const Geometry& geometry = job.geometry;
         const double angle = arctangent<Lanes>(all<Doubles>(x_), all<Doubles>(y_))[0];
         const double turns = (angle + pi) * turnsPerRadian;
-        const double turned = turns * geometry.turn.sign + geometry.turn.offset;
+        const double turned = geometry.turn.relative(turns);
         const double most = 1.04 * turnsPerRadian * r + job.turnError;
         const auto mayBe = [&](double cut) { return std::abs(turned - cut) <= most; };
         if (mayBe(geometry.turn.low) || mayBe(geometry.turn.high)) return;
-        column_ = geometry.turn.relative(turns) * geometry.scaleX + geometry.originX;
+        column_ = turned * geometry.scaleX + geometry.originX;
         slope_ = turnsPerRadian * geometry.turn.sign * geometry.scaleX;
         const double far = most * std::abs(geometry.scaleX) + job.columnError;
         reached_ = {};

@@ -164,19 +164,22 @@ TEST(Plan, DISABLED_GivesTheSameBitsForLong) {
 // Pixels on the ray where columns end and begin again, to and from ends of the source that are
 // there and that are not.
 TEST(Plan, KeepsToTheSideOfTheCut) {
-    const QzRect source{0, 0, 41, 20}, place{0, 0, 101, 101};
+    const QzRect source{0, 0, 41, 20}, place{0, 0, 169, 169};
     TestBitmap<QzBufferRGBAFloat> input(source), whole(place), output(place);
     for (QzLong i = 0; i < 41 * 20; ++i) input.at(i, 0).store({float(i), float(i % 3), 1, 1});
+    // Some just beside straight up, where turns begin again.
+    constexpr double starts[] = {0, 0.125, 0.25, 0.95, 0.5, 0.99, 0.01, 0.875};
     for (unsigned i = 0; i < 192; ++i) {
-        const Circle circle{{50, 50}, {40, 40}, 0, i % 8 / 8.0, i & 8 ? 1.0 : 0.96, (i & 16) != 0};
+        const Circle circle{{i & 64 ? 76.0 : 92.0, 84}, {80, 80},     0, starts[i % 8],
+                            i & 8 ? 1.0 : 0.96,         (i & 16) != 0};
         const QzRect bounds{i % 3 == 1 ? 11 : 0, 0, i % 3 == 0 ? 41 : 30, 20};
         const Geometry geometry =
             polar::around({Mapping::wrap, circle, source, bounds, {41, 20}, 0, 0, place});
         arctangentShift = i & 32 ? 0.99 : -0.99;
         for (const InstructionSet* const set : sets) {
             auto& to = set == sets.front() ? whole : output;
-            const auto redone = TestPlan(geometry, input, to, i / 96, *set).plan.render(0, 101);
-            EXPECT_LT(redone, 101 * 101 / 3) << "most are decided in batches";
+            const auto redone = TestPlan(geometry, input, to, i / 96, *set).plan.render(0, 169);
+            EXPECT_LT(redone, 169 * 169 / 3) << "most are decided in batches";
             EXPECT_TRUE(set == sets.front() || output == whole) << set->name << " " << i;
         }
     }
