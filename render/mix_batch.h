@@ -143,7 +143,7 @@ class FloatMean {
     using Spots = polar::Spots<double, pixels>;
 
     explicit FloatMean(const Job& job)
-        : rowBytes_(job.input.rowBytes), error_(1.02 * job.weightError) {}
+        : rowBytes_(job.input.rowBytes), error_(job.weightError / (1 - mostGain)) {}
 
     template <int pixels>
     [[gnu::always_inline]] unsigned mix(const Spots<pixels>& spots, int at, unsigned char* out,
@@ -188,13 +188,14 @@ class FloatMean {
     // The lanes that are stored alike for every column within the column's error of the one they
     // were mixed for, and within the same neighbours.
     //
-    // Let m be error_, by which computed weights differ in sum, roundings included, A the largest
+    // Let m be how far computed weights differ in sum, roundings included, A the largest
     // magnitude of the four alphas, C that of the four components, S the total alpha, g = A / |S|
     // and q the mean. Each product of weight and alpha moves by its part of mA, and that moves the
     // mean by its part of mg times the distance of a component from q: together by at most
-    // mg(C + |q|), divided by 1 - mg where S moves with it. Rounding to what is stored is monotone:
-    // where both ends are stored alike, so is all between them. A total of zero is certain where
-    // all alphas are zero, and impossible where mg < 1.
+    // mg(C + |q|), divided by 1 - mg where S moves with it: for mg < mostGain, less than error_
+    // makes of it. Rounding to what is stored is monotone: where both ends are stored alike, so is
+    // all between them. A total of zero is certain where all alphas are zero, and impossible where
+    // mg < 1.
     [[gnu::always_inline]] Mask settled(const Neighbours& c, Doubles inverse, Mask visible,
                                         const All& colours) const {
         const Doubles largest = largestOf(c, &All::a);
@@ -220,7 +221,7 @@ class FloatMean {
         widen(colours.a, error_ * largest);
         // Of infinities of either sign it also says no.
         const Doubles sum = (colours.r + colours.g) + (colours.b + colours.a);
-        const Mask certain = (gain < 0x1p-11) & (sum == sum) & ~signedZeros &
+        const Mask certain = (gain < mostGain) & (sum == sum) & ~signedZeros &
                              __builtin_convertvector(differences == 0, Mask);
         return certain | (~visible & (largest == 0.0));
     }
@@ -235,6 +236,9 @@ class FloatMean {
         return larger(larger(magnitude(c.c00.*component), magnitude(c.c10.*component)),
                       larger(magnitude(c.c01.*component), magnitude(c.c11.*component)));
     }
+
+    // Any part of 1 would do, as error_ follows from it; a small one widens little.
+    static constexpr double mostGain = 0x1p-6;
 
     std::int64_t rowBytes_;
     double error_;
