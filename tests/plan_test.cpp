@@ -272,7 +272,65 @@ void compareTies(unsigned seed) {
 TEST(Plan, LeavesOpenWhatRoundingsDecide) {
     if (batched.empty()) GTEST_SKIP() << "this processor has the plain path alone";
     compareTies<QzBufferRGBA8>(1);
-    compareTies<QzBufferRGBA10>(1);
+    // One of the three seeds below 60 that tell a sixth of the margin from all of it.
+    compareTies<QzBufferRGBA10>(7);
+}
+
+// Just right of a power of two, where rounding moves positions by nearly as much as bounds allow
+// for, and beside a column of little alpha, where means make nearly as much of that as bounds allow
+// for. The column has `part` of full alpha.
+template <class Buffer>
+void compareFarOut(unsigned seed, double part) {
+    using Component = typename Buffer::Pixel::Component;
+    constexpr bool isFloat = std::is_same_v<Component, float>;
+    constexpr double most = Buffer::Pixel::maxValue;
+    constexpr int side = 128, x = isFloat ? 1 << 13 : int(0x1p33 / (most + 1));
+    constexpr int width = x / 16 + 1, radius = 64 * side * (width - 1), middle = x + width / 4;
+    const QzRect place{0, 0, side, side}, source{x, 0, width, width};
+    const QzRect bounds{middle - 2, width - 8, 5, 8};
+    const Circle circle{{radius, radius}, {radius, radius}};
+    // Its left end, some rows from the rim.
+    const Geometry geometry = polar::around({Mapping::wrap,
+                                             circle,
+                                             source,
+                                             bounds,
+                                             {width, width},
+                                             200 * side,
+                                             radius - side / 2,
+                                             place});
+    TestBitmap<Buffer> input(bounds), whole(place), output(place);
+    std::minstd_rand random(seed);
+    for (int i = 0; i < 5 * 8; ++i) {
+        const bool isMiddle = i % 5 == 2;
+        const auto any = [&](bool isLarge) {
+            const double some = static_cast<double>(random() % 65536) / 0x1p21;
+            return Component(most * (isLarge ? 1 - some : some));
+        };
+        input.at(bounds.x + i % 5, bounds.y + i / 5)
+            .store({any(isMiddle), any(!isMiddle), any(!isMiddle),
+                    Component(isMiddle ? most * part : most)});
+    }
+    TestPlan(geometry, input, whole, 0, polar::plainPath).plan.render(0, side);
+    for (const InstructionSet* const set : batched) {
+        const auto redone = TestPlan(geometry, input, output, 0, *set).plan.render(0, side);
+        EXPECT_TRUE(output == whole) << set->name << " " << Buffer::name << " " << seed;
+        if (isFloat || part > 0.1) {
+            EXPECT_LT(redone, side * side / 2) << "most are decided in batches";
+        }
+    }
+}
+
+// Batches of integers need 0.172 of full alpha here: a bit more than it, and than a tenth of it.
+TEST(Plan, LeavesOpenWhatRoundedPositionsDecide) {
+    if (batched.empty()) GTEST_SKIP() << "this processor has the plain path alone";
+    for (unsigned seed = 1; seed <= 100; ++seed) {
+        arctangentShift = seed % 2 ? 0.99 : -0.99;
+        const double part = seed % 4 < 2 ? 0.1754 : 0.01754;
+        compareFarOut<QzBufferRGBA12>(seed, part);
+        compareFarOut<QzBufferRGBA16>(seed, part);
+        compareFarOut<QzBufferRGBAFloat>(seed, part);
+    }
+    arctangentShift = 0;
 }
 
 // In frames too large for the caches, which are read ahead and written past them.
