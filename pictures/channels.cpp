@@ -111,7 +111,8 @@ std::vector<ChannelGroup> groupChannels(const OIIO::ImageSpec& spec, std::string
     }
     const int alpha = storedAlpha(spec, fileFormat, grouping.find("", {"A"}));
     const int colours = spec.nchannels - (alpha < 0 ? 0 : 1);
-    if (colours == 2 && alpha < 0) return std::move(grouping).finish();
+    // Alpha alone is a number, too.
+    if (colours == 0 || (colours == 2 && alpha < 0)) return std::move(grouping).finish();
     std::vector<std::string> names{"R", "G", "B"};
     if (colours < 3) names = {"Y"};
     std::vector<int> places;
