@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstring>
 #include <memory>
 #include <new>
 
@@ -54,7 +56,8 @@ int check(const polar_circle& given, Circle& circle) {
               given.inner,
               given.start_turns,
               given.turns == 0 ? 1.0 : given.turns,
-              given.clockwise != 0};
+              given.clockwise != 0,
+              circle.scale};
     const bool isFine = isWithin(circle.centre.x, -farthest, farthest) &&
                         isWithin(circle.centre.y, -farthest, farthest) &&
                         isWithin(circle.radii.x, 1 / farthest, farthest) &&
@@ -80,6 +83,15 @@ Rect intersection(const Rect& rect, Size size) {
         std::clamp<std::int64_t>(std::int64_t{rect.y} + rect.height, top, size.height);
     return {static_cast<QzLong>(left), static_cast<QzLong>(top), static_cast<QzLong>(right - left),
             static_cast<QzLong>(bottom - top)};
+}
+
+// What the caller's version of the record says; zeros beyond. False for a size that no version has.
+bool copy(const polar_options& given, polar_options& known) {
+    constexpr std::size_t first = offsetof(polar_options, scale);
+    const std::size_t size = given.size == 0 ? first : given.size;
+    if (size < first || (size > first && size < sizeof known)) return false;
+    std::memcpy(&known, &given, std::min(size, sizeof known));
+    return true;
 }
 
 // What is left to do once all is checked.
@@ -112,7 +124,6 @@ class Call {
 
   private:
     int takeOptions(const polar_options& options) {
-        if (options.size != 0 && options.size < sizeof options) return POLAR_BAD_OPTION;
         if (options.direction != POLAR_UNWRAP && options.direction != POLAR_WRAP)
             return POLAR_BAD_OPTION;
         if (options.sampling != POLAR_BILINEAR && options.sampling != POLAR_NEAREST)
@@ -154,7 +165,18 @@ class Call {
         request_.x = whole.x;
         request_.y = whole.y;
         request_.region = {0, 0, out_.size.width, out_.size.height};
-        return options.circle == nullptr ? POLAR_OK : check(*options.circle, request_.circle);
+        request_.whole = result;
+        request_.isCyclic = options.cyclic != 0;
+        if (options.amount != nullptr) request_.amount = *options.amount;
+        if (!isWithin(request_.amount, 0, 1)) return POLAR_BAD_OPTION;
+        if (options.scale < POLAR_SCALE_LINEAR || options.scale > POLAR_SCALE_SQUARE)
+            return POLAR_BAD_OPTION;
+        request_.circle.scale = static_cast<RowScale>(options.scale);
+        if (options.circle != nullptr)
+            if (const int status = check(*options.circle, request_.circle); status != POLAR_OK)
+                return status;
+        const bool isEndless = options.scale == POLAR_SCALE_LOG && request_.circle.inner == 0;
+        return isEndless ? POLAR_BAD_GEOMETRY : POLAR_OK;
     }
 
     unsigned threads() const {
@@ -253,8 +275,9 @@ int renderWith(const InstructionSet& instructions, const polar_image* input,
                const polar_image* output, const polar_options* options) {
     try {
         Call call(instructions);
-        const int status =
-            call.prepare(input, output, options != nullptr ? *options : polar_options{});
+        polar_options known{};
+        if (options != nullptr && !copy(*options, known)) return POLAR_BAD_OPTION;
+        const int status = call.prepare(input, output, known);
         return status == POLAR_OK ? call.run() : status;
     } catch (const std::bad_alloc&) {
         return POLAR_OUT_OF_MEMORY;

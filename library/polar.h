@@ -2,7 +2,8 @@
  *
  * Every function may be called from any thread at any time. None keeps anything between calls,
  * prints, reads the environment or throws. Records are the caller's and are only read; zeros and
- * nulls in them are the defaults, so `polar_options options = {0};` is a good start.
+ * nulls in them are the defaults, so `polar_options options = {sizeof(polar_options)};` is a good
+ * start.
  *
  * Pixels lie at whole coordinates: (0, 0) is the first pixel of the first row, (1, 0) the one right
  * of it. The centre of a picture W pixels wide and H high is (W / 2, H / 2). */
@@ -85,8 +86,9 @@ typedef struct polar_rect {
  * radii: at the centre where both are 0, and the rim would be row H.
  *
  * Wrapping W columns and H rows is the reverse but for one thing: the last column, W - 1, lies
- * where `turns` end, not one step before. Pixels between the end and the start are transparent, and
- * so are those inside of the first row and outside of the last one. */
+ * where `turns` end, not one step before, unless the options say `cyclic`. Pixels between the end
+ * and the start are transparent, and so are those inside of the first row and outside of the last
+ * one. */
 typedef struct polar_circle {
     double center_x, center_y; /* pixels; fractions are fine, and so are places outside */
     double radius_x, radius_y; /* pixels, above 0: where the row after the last one lies; equal for
@@ -100,9 +102,14 @@ typedef struct polar_circle {
 enum { POLAR_UNWRAP = 0, POLAR_WRAP = 1 };
 enum { POLAR_BILINEAR = 0, POLAR_NEAREST = 1 };
 
+/* What rows are proportional to, from the first one's to the last one's: the distance from the
+ * centre, its logarithm (then polar_circle.inner is above 0), its root, or its square, which gives
+ * every row the same area. */
+enum { POLAR_SCALE_LINEAR = 0, POLAR_SCALE_LOG = 1, POLAR_SCALE_SQRT = 2, POLAR_SCALE_SQUARE = 3 };
+
 typedef struct polar_options {
-    size_t size; /* sizeof(polar_options), or 0 for the members up to `user`; later versions may
-                    add to its end */
+    size_t size; /* sizeof(polar_options), to which later versions may add; 0: members up to `user`
+                    count, those after it are not looked at */
     int32_t direction; /* POLAR_UNWRAP: a round picture becomes a panorama, columns its angles and
                           rows its distances from the centre. POLAR_WRAP: the reverse */
     int32_t sampling;  /* POLAR_BILINEAR: four pixels weighted by their alpha; POLAR_NEAREST */
@@ -120,6 +127,14 @@ typedef struct polar_options {
     int (*progress)(void* user, double done); /* called now and then by the thread that called, with
                                                  the fraction done, 0 to 1; nonzero cancels */
     void* user;                               /* for `progress` */
+
+    int32_t scale;  /* POLAR_SCALE_LINEAR ... */
+    int32_t cyclic; /* nonzero: wrapping, columns are a step of turns / W apart, as they are when
+                       unwrapping, which makes it the exact reverse; where turns is 1, the first
+                       column follows the last one. Of no account when unwrapping */
+    const double* amount; /* 0 to 1: how far positions have moved, on a straight line, from each
+                             pixel's own place to where they lie; 0 is the source, stretched over
+                             the whole result. Null: 1 */
 } polar_options;
 
 /* Renders `input` into all of `output`, two images of one format and one kind of alpha that share

@@ -14,8 +14,9 @@ void unwrap(const Request& request, Geometry& geometry) {
     geometry.columns.step =
         (circle.clockwise ? -circle.turns : circle.turns) / request.panorama.width;
     geometry.columns.first = geometry.columns.step * request.x - start;
-    geometry.rows.step = (1.0 - circle.inner) / request.panorama.height;
-    geometry.rows.first = geometry.rows.step * request.y + circle.inner;
+    const double inner = scaled(circle.scale, circle.inner), outer = scaled(circle.scale, 1.0);
+    geometry.rows.step = (outer - inner) / request.panorama.height;
+    geometry.rows.first = geometry.rows.step * request.y + inner;
     geometry.scaleX = circle.radii.x * 2;
     geometry.scaleY = circle.radii.y * 2;
     geometry.originX = (request.source.x + circle.centre.x) - circle.radii.x;
@@ -40,19 +41,31 @@ void wrap(const Request& request, Geometry& geometry) {
         geometry.columns.step * (request.x - (circle.centre.x - circle.radii.x));
     geometry.rows.step = 1.0 / (circle.radii.y * 2);
     geometry.rows.first = geometry.rows.step * (request.y - (circle.centre.y - circle.radii.y));
-    // A turn ends on the last column, the radius after the last row.
-    geometry.scaleX = (request.panorama.width - 1.0) / circle.turns;
-    geometry.scaleY = request.panorama.height / (1.0 - circle.inner);
+    const double inner = scaled(circle.scale, circle.inner), outer = scaled(circle.scale, 1.0);
+    // A turn ends on the last column, unless that is followed by the first one; the radius ends
+    // after the last row.
+    geometry.scaleX = (request.panorama.width - (request.isCyclic ? 0.0 : 1.0)) / circle.turns;
+    geometry.scaleY = request.panorama.height / (outer - inner);
     geometry.originX = request.source.x;
     const double end = static_cast<double>(request.source.y) + request.panorama.height;
     // Exact for an end that is not negative, and so is the way back: a rim just inside would show a
     // trace of the last row all around.
-    geometry.originY = end - geometry.scaleY;
+    geometry.originY = end - geometry.scaleY * outer;
     geometry.turn = turnOf(circle);
+    geometry.isCyclic = request.isCyclic && circle.turns == 1.0;
+}
+
+Movement movementOf(const Request& request) {
+    const Point step{static_cast<double>(request.source.width) / request.whole.width,
+                     static_cast<double>(request.source.height) / request.whole.height};
+    return {request.amount,
+            {request.source.x + step.x * request.x, request.source.y + step.y * request.y},
+            step};
 }
 
 [[gnu::noinline]] void compute(const Request& request, Geometry& geometry) {
     (request.mapping == Mapping::unwrap ? unwrap : wrap)(request, geometry);
+    if (request.amount != 1) geometry.movement = movementOf(request);
 }
 
 // The subtraction of 32-bit words, which wraps around.
@@ -62,11 +75,38 @@ QzLong difference(QzLong a, QzLong b) {
 
 }  // namespace
 
+double scaled(RowScale scale, double radius) {
+    switch (scale) {
+        case RowScale::log:
+            return std::log(radius);
+        case RowScale::sqrt:
+            return std::sqrt(radius);
+        case RowScale::square:
+            return radius * radius;
+        default:
+            return radius;
+    }
+}
+
+double unscaled(RowScale scale, double place) {
+    switch (scale) {
+        case RowScale::log:
+            return std::exp(place);
+        case RowScale::sqrt:
+            return place * std::abs(place);
+        case RowScale::square:
+            return std::copysign(std::sqrt(std::abs(place)), place);
+        default:
+            return place;
+    }
+}
+
 Geometry around(const Request& request) {
     Geometry geometry{};
     geometry.mapping = request.mapping;
     geometry.bounds = request.bounds;
     geometry.region = request.region;
+    geometry.scale = request.circle.scale;
     const RoundToNearest rounding;
     compute(request, geometry);
     return geometry;

@@ -20,6 +20,14 @@ struct Point {
     double x, y;
 };
 
+// What rows are proportional to: the distance from the centre, its logarithm, root or square.
+enum class RowScale { linear, log, sqrt, square };
+
+// The place of a radius among rows, and the radius there, both in fractions of the circle's; the
+// second one also beyond 0, where the roots are odd.
+double scaled(RowScale scale, double radius);
+double unscaled(RowScale scale, double place);
+
 // How a panorama lies in a round picture.
 struct Circle {
     Point centre;            // in pixels of the round picture
@@ -28,6 +36,7 @@ struct Circle {
     double startTurns = 0;   // direction of the first column, clockwise from straight up
     double turns = 1;        // how far the columns reach; above 0, and up to 1 where wrapping
     bool clockwise = false;  // the order of the columns
+    RowScale scale = RowScale::linear;  // log: `inner` is above 0
 };
 
 // The ellipse that touches the edges of a picture, one turn counterclockwise from straight up.
@@ -62,20 +71,37 @@ struct Turn {
     }
 };
 
+// How far positions have moved, on straight lines: from the places that the pixels of the result
+// have in the source, were it stretched over the whole result, to where they lie.
+struct Movement {
+    double amount = 1;
+    Point first{}, step{};  // the region's first pixel's own place, and from one pixel to the next
+
+    bool isWhole() const { return amount == 1; }
+    Point moved(Point to, QzLong column, QzLong row) const {
+        const Point own{first.x + step.x * column, first.y + step.y * row};
+        if (amount == 0) return own;
+        return {own.x + amount * (to.x - own.x), own.y + amount * (to.y - own.y)};
+    }
+};
+
 // Everything about a render but its pixels.
 //
-// Unwrapping: columns are turns counterclockwise from straight up, rows are distances from the
-// centre in fractions of the radii, and p and q, the fractions of the circle's bounding box, give
-// the position (p * scaleX + originX, q * scaleY + originY). Wrapping: columns and rows are
+// Unwrapping: columns are turns counterclockwise from straight up, rows are scaled distances from
+// the centre in fractions of the radii, and p and q, the fractions of the circle's bounding box,
+// give the position (p * scaleX + originX, q * scaleY + originY). Wrapping: columns and rows are
 // fractions of the bounding box, and position likewise follows from the part of a turn and of the
-// radius.
+// scaled radius.
 struct Geometry {
     Mapping mapping;
     Axis columns, rows;
     double scaleX, scaleY, originX, originY;  // pixels of the source
-    Turn turn;                                // wrapping only
-    Rect bounds;                              // the source's pixels that count; others are not read
-    Rect region;                              // the pixels to write, in those of the output
+    RowScale scale;
+    Turn turn;      // wrapping only
+    bool isCyclic;  // wrapping: the first column follows the last one, at originX + scaleX
+    Movement movement;
+    Rect bounds;  // the source's pixels that count; others are not read
+    Rect region;  // the pixels to write, in those of the output
 
     bool isEmpty() const { return region.width <= 0 || region.height <= 0; }
 };
@@ -89,6 +115,9 @@ struct Request {
     Size panorama;  // the whole result (unwrapping) or the source (wrapping)
     QzLong x, y;    // where the region's first pixel lies in the whole result
     Rect region;    // in pixels of the output
+    bool isCyclic = false;  // wrapping: columns are as far apart as when unwrapping
+    double amount = 1;      // of the movement
+    Size whole = {1, 1};    // the whole result; for that alone
 };
 
 // In round to nearest, whatever the calling thread has.

@@ -8,6 +8,7 @@
 #include "pixels/sampler.h"
 #include "render/Memory.h"
 #include "render/RoundToNearest.h"
+#include "render/Seam.h"
 #include "render/Unwrap.h"
 #include "render/Wrap.h"
 
@@ -34,16 +35,18 @@ void renderRows(const Job& job, QzLong firstRow, QzLong rows) {
     const Buffer input(job.input.pixels, job.input.rowBytes);
     const Buffer output(job.output.pixels, job.output.rowBytes);
     const Job own = job;  // which no write can alias
-    const Rect& region = own.geometry.region;
+    const Geometry& geometry = own.geometry;
+    const Rect& region = geometry.region;
     const QzLong bilinear = own.sampling == Sampling::bilinear;
-    double v = own.geometry.rows.at(firstRow);
-    for (QzLong j = 0; j < rows; ++j, v += own.geometry.rows.step) {
-        typename Map::Row row(own, v);
+    double v = geometry.rows.at(firstRow);
+    for (QzLong j = 0; j < rows; ++j, v += geometry.rows.step) {
+        typename Map::Row row(own, Map::rowAt(geometry, v));
         Pixel* out = output.at(region.x, std::int64_t{region.y} + firstRow + j);
         for (QzLong i = 0; i < region.width; ++i, ++out) {
-            const Point source = row.next();
-            get_bilinear_color_trans_T(source.x, source.y, input, own.geometry.bounds, out,
-                                       bilinear);
+            Point source = row.next();
+            if (!geometry.movement.isWhole())
+                source = geometry.movement.moved(source, i, firstRow + j);
+            sample(source, geometry, input, out, bilinear);
         }
     }
 }
@@ -51,9 +54,8 @@ void renderRows(const Job& job, QzLong firstRow, QzLong rows) {
 template <class Buffer, class Map>
 void renderPixel(const Job& job, double v, QzLong column, double offset, void* out) {
     const Point at = typename Map::Row(job, v, column, offset).next();
-    get_bilinear_color_trans_T(at.x, at.y, Buffer(job.input.pixels, job.input.rowBytes),
-                               job.geometry.bounds, static_cast<typename Buffer::Pixel*>(out),
-                               job.sampling == Sampling::bilinear);
+    sample(at, job.geometry, Buffer(job.input.pixels, job.input.rowBytes),
+           static_cast<typename Buffer::Pixel*>(out), job.sampling == Sampling::bilinear);
 }
 
 bool areRowsIndependent(const Job& job, std::int64_t pixelBytes) {
@@ -89,9 +91,19 @@ void findSizes(Job& job, bool mayStream) {
     job.isLarge = isNearest ? job.isStreamed || (isWrapping && read > 0x1.8p24) : read > 0x1p20;
 }
 
+// Whether batches know such positions and, where columns follow each other all around, their ends.
+bool isForBatches(const Geometry& geometry) {
+    const Rect& bounds = geometry.bounds;
+    return geometry.movement.isWhole() &&
+           (geometry.mapping == Mapping::unwrap || geometry.scale == RowScale::linear) &&
+           (!geometry.isCyclic ||
+            (bounds.x == geometry.originX && bounds.width == geometry.scaleX));
+}
+
 // What the batches want to know beside the geometry. Whether they can do the job: they read four
 // pixels at a time, and compute offsets in doubles.
 bool prepareBatches(Job& job) {
+    if (!isForBatches(job.geometry)) return false;
     const QzInside inside(job.geometry.bounds);
     job.left = inside.left();
     job.top = inside.top();

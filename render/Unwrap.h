@@ -20,6 +20,9 @@ struct Unwrap {
         }
     }
 
+    // What the row at `v` is known by: its radius.
+    static double rowAt(const Geometry& geometry, double v) { return unscaled(geometry.scale, v); }
+
     // The positions of a row from left to right.
     class Row {
       public:

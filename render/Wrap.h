@@ -19,6 +19,8 @@ struct Wrap {
             tables.first[i] = (0.5 - u) * (0.5 - u);
     }
 
+    static double rowAt(const Geometry&, double v) { return v; }
+
     // The positions of a row from left to right.
     class Row {
       public:
@@ -29,7 +31,8 @@ struct Wrap {
               offsetSquared_(job.tables.first + first),
               dx_(dx),
               dy_(v - 0.5),
-              isWholeTurn_(geometry_.turn.isWhole()) {}
+              isWholeTurn_(geometry_.turn.isWhole()),
+              isLinear_(geometry_.scale == RowScale::linear) {}
 
         Point next() {
             constexpr double pi = 3.141592653589793;
@@ -41,7 +44,8 @@ struct Wrap {
             double turns = (std::atan2(dx_, dy_) + pi) * turnsPerRadian;
             if (!isWholeTurn_) turns = geometry_.turn.relative(turns);
             dx_ += geometry_.columns.step;
-            const double q = diameter - 1.0 >= 0.0 ? 1.0 : diameter;
+            double q = diameter - 1.0 >= 0.0 ? 1.0 : diameter;
+            if (!isLinear_) q = scaled(geometry_.scale, q);
             return {turns * geometry_.scaleX + geometry_.originX,
                     q * geometry_.scaleY + geometry_.originY};
         }
@@ -50,7 +54,7 @@ struct Wrap {
         const Geometry& geometry_;
         const double* offsetSquared_;
         double dx_, dy_;  // offset from the centre, in fractions of the bounding box
-        bool isWholeTurn_;
+        bool isWholeTurn_, isLinear_;
     };
 };
 

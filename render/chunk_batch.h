@@ -39,7 +39,8 @@ class Renderer {
         double v = geometry.rows.at(firstRow), vs[blockRows];
         for (std::int64_t top = 0; top < rows; top += blockRows) {
             const int height = static_cast<int>(std::min<std::int64_t>(blockRows, rows - top));
-            for (int j = 0; j < height; ++j, v += geometry.rows.step) vs[j] = v;
+            for (int j = 0; j < height; ++j, v += geometry.rows.step)
+                vs[j] = mapping == Mapping::unwrap ? unscaled(geometry.scale, v) : v;
             double offset = geometry.columns.first - 0.5;
             std::int64_t left = 0;
             for (std::int64_t next = firstBlock(); left < geometry.region.width;
@@ -114,8 +115,14 @@ class Renderer {
     bool isDirect() const { return Sampler::isCopy && !job_.isLarge; }
 
     void plan(Chunk& chunk) {
-        const ChunkPositions<Lanes, mapping> positions(job_, *chunk.columns, chunk.width,
-                                                       chunk.v[0], chunk.v[chunk.height - 1]);
+        double first = chunk.v[0], last = chunk.v[chunk.height - 1];
+        // Exponentials need not be in order.
+        if (job_.geometry.scale != RowScale::linear) {
+            first = *std::min_element(chunk.v, chunk.v + chunk.height);
+            last = *std::max_element(chunk.v, chunk.v + chunk.height);
+        }
+        const ChunkPositions<Lanes, mapping> positions(job_, *chunk.columns, chunk.width, first,
+                                                       last);
         chunk.place = placeOf(job_, positions.extent());
         if (chunk.place == Place::inside)
             plan<true>(chunk, positions);

@@ -50,8 +50,10 @@ struct Bounds {
           top(job.top),
           lastColumn(job.lastColumn),
           lastRow(job.lastRow),
-          columnError(job.columnError) {}
+          columnError(job.columnError),
+          isCyclic(job.geometry.isCyclic) {}
     double left, top, lastColumn, lastRow, columnError;
+    bool isCyclic;
 };
 
 template <class Lanes, class Pixel, Mapping mapping>
@@ -72,7 +74,11 @@ class Nearest {
 
     template <bool isInside, class Spots>
     [[gnu::always_inline]] Found plan(Spots& spots, int i, const Position<Lanes>& at) const {
-        const Doubles column = rounded(at.x), row = rounded(at.y);
+        const Doubles nearest = rounded(at.x), row = rounded(at.y);
+        Doubles column = nearest;
+        if constexpr (mapping == Mapping::wrap && !isInside)
+            if (bounds_.isCyclic) [[unlikely]]
+                column = column > bounds_.lastColumn ? all<Doubles>(bounds_.left) : column;
         Words address = addresses_.of(column, row);
         unsigned rows = ~0u;
         if constexpr (!isInside) {
@@ -84,7 +90,7 @@ class Nearest {
         }
         store(spots.address + i, address);
         if constexpr (mapping == Mapping::unwrap) return {0, 0};
-        const auto clear = magnitude(at.x - column) <= 0.5 - bounds_.columnError;
+        const auto clear = magnitude(at.x - nearest) <= 0.5 - bounds_.columnError;
         return {rows & (~bitsOf<Lanes>(clear) | at.nearCut), 0};
     }
 

@@ -43,6 +43,13 @@ void anyCall(std::span<const unsigned char> bytes) {
     if (draw.upTo(2) == 0) options.source = &source;
     if (draw.upTo(2) == 0) options.whole = &whole;
     if (draw.upTo(2) == 0) options.circle = &circle;
+    const double amount = draw.of({0.0, 0.5, 1.0, anyNumber(draw)});
+    if (draw.upTo(2) == 0) {
+        options.size = sizeof options;
+        options.scale = std::int32_t(draw.upTo(5));
+        options.cyclic = std::int32_t(draw.upTo(2));
+        if (draw.upTo(2) == 0) options.amount = &amount;
+    }
     const int status = polar_render(&input.image, &output.image, &options);
     const int again = polar_render(&input.image, &other.image, &options);
     require(status == again, "the output's layout does not change the status");

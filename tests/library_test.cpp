@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <climits>
 #include <functional>
 #include <set>
@@ -15,6 +16,19 @@ polar_image imageOf(const TestBitmap<QzBufferRGBAFloat>& bitmap, const QzRect& p
     return {bitmap.record.pixels, place.width, place.height, 0, POLAR_RGBA_FLOAT, POLAR_STRAIGHT};
 }
 
+double radiusAt(int scale, double inner, double part) {
+    switch (scale) {
+        case POLAR_SCALE_LOG:
+            return inner * std::pow(1 / inner, part);
+        case POLAR_SCALE_SQRT:
+            return std::pow(std::lerp(std::sqrt(inner), 1.0, part), 2);
+        case POLAR_SCALE_SQUARE:
+            return std::sqrt(std::lerp(inner * inner, 1.0, part));
+        default:
+            return std::lerp(inner, 1.0, part);
+    }
+}
+
 // Pixels that hold their own position show where they were sampled, against angles and distances
 // worked out here: a panorama of a circle, and that circle of it again.
 TEST(Library, CirclesLieWhereTheySay) {
@@ -24,27 +38,38 @@ TEST(Library, CirclesLieWhereTheySay) {
                                     {29, 26, 17, 17, 0.1, 2.75, 0.75, 1}};
     const QzRect places[] = {{0, 0, 40, 16}, {0, 0, 60, 50}};
     for (const polar_circle& circle : circles)
-        for (const bool wraps : {false, true}) {
+        for (int way = 0; way < 16; ++way) {
+            const bool wraps = way % 2 != 0, isCyclic = way / 2 % 2 != 0;
             const QzRect from = places[wraps ? 0 : 1], to = places[wraps ? 1 : 0];
             TestBitmap<QzBufferRGBAFloat> input(from), output(to);
             for (QzLong i = 0; i < from.width * from.height; ++i)
-                input.at(i, 0).store({float(i % from.width), float(i / from.width), 0, 1});
+                input.at(i, 0).store({float(i % from.width), float(i / from.width),
+                                      float((i + 1) % from.width > 1), 1});
             polar_options options{};
+            options.size = sizeof options;
             options.direction = wraps ? POLAR_WRAP : POLAR_UNWRAP;
             options.circle = &circle;
+            options.cyclic = isCyclic;
+            options.scale = way / 4;
             const polar_image in = imageOf(input, from), out = imageOf(output, to);
+            if (options.scale == POLAR_SCALE_LOG && circle.inner == 0) {
+                EXPECT_EQ(polar_render(&in, &out, &options), POLAR_BAD_GEOMETRY);
+                continue;
+            }
             ASSERT_EQ(polar_render(&in, &out, &options), POLAR_OK);
             int opaque = 0;
             for (QzLong i = 0; i < to.width * to.height; ++i) {
                 const auto found = output.at(i, 0).load();
                 if (found.a != 1 || (wraps && found.g < 0.5f)) continue;
+                // Between the last column and the first one, their numbers are mixed.
+                if (isCyclic && found.b != 1) continue;
                 const polar::Point here{double(i % to.width), double(i / to.width)};
                 const polar::Point there{found.r, found.g};
                 const polar::Point flat = wraps ? there : here, round = wraps ? here : there;
-                const double part =
-                    flat.x / (wraps ? 39 : 40) * (circle.turns == 0 ? 1 : circle.turns);
+                const double part = flat.x / (wraps && !isCyclic ? 39 : 40) *
+                                    (circle.turns == 0 ? 1 : circle.turns);
                 const double turns = circle.start_turns + (circle.clockwise ? part : -part);
-                const double distance = circle.inner + (1 - circle.inner) * flat.y / 16;
+                const double distance = radiusAt(options.scale, circle.inner, flat.y / 16);
                 const double x = circle.radius_x * distance * std::sin(turns * 6.283185307179586);
                 const double y = circle.radius_y * distance * std::cos(turns * 6.283185307179586);
                 EXPECT_NEAR(round.x, circle.center_x + x, 1e-3) << i;
@@ -53,6 +78,52 @@ TEST(Library, CirclesLieWhereTheySay) {
             }
             EXPECT_GT(opaque, 300);
         }
+}
+
+// The seam of a panorama that goes all around, in the nearest and in the mixed colour; and pixels
+// on their way, of which half is half of both ends.
+TEST(Library, GoesAllAroundAndPartOfTheWay) {
+    const QzRect flat{0, 0, 8, 4}, round{0, 0, 64, 64};
+    TestBitmap<QzBufferRGBAFloat> input(flat), output(round), half(round);
+    for (QzLong i = 0; i < 32; ++i)
+        input.at(i, 0).store({float(i % 8 == 0), float(i % 8 == 7), float(i % 8 % 7 != 0), 1});
+    polar_options options{};
+    options.size = sizeof options;
+    options.direction = POLAR_WRAP;
+    options.cyclic = 1;
+    const polar_image in = imageOf(input, flat), out = imageOf(output, round);
+    ASSERT_EQ(polar_render(&in, &out, &options), POLAR_OK);
+    // Up is column 0; a sixteenth of a turn clockwise lies column 7.5.
+    const auto up = output.at(32, 10).load(), between = output.at(40, 32 - 19).load();
+    EXPECT_EQ(std::make_tuple(up.r, up.g, up.b, up.a), std::make_tuple(1, 0, 0, 1));
+    EXPECT_NEAR(between.r, 0.5, 0.02);
+    EXPECT_NEAR(between.g, 0.5, 0.02);
+    EXPECT_EQ(between.b, 0);
+    EXPECT_EQ(between.a, 1);
+    options.sampling = POLAR_NEAREST;
+    ASSERT_EQ(polar_render(&in, &out, &options), POLAR_OK);
+    EXPECT_EQ(output.at(33, 10).load().r, 1);
+    EXPECT_EQ(output.at(36, 10).load().r, 1);
+
+    for (QzLong i = 0; i < 32; ++i) input.at(i, 0).store({float(i % 8), float(i / 8), 0, 1});
+    options.sampling = POLAR_BILINEAR;
+    options.cyclic = 0;
+    ASSERT_EQ(polar_render(&in, &out, &options), POLAR_OK);
+    const polar_image middle = imageOf(half, round);
+    for (const double amount : {0.0, 0.5}) {
+        options.amount = &amount;
+        ASSERT_EQ(polar_render(&in, &middle, &options), POLAR_OK);
+        int compared = 0;
+        for (QzLong i = 0; i < 64 * 64; ++i) {
+            const auto found = half.at(i, 0).load(), end = output.at(i, 0).load();
+            const double x = double(i % 64) / 8, y = double(i / 64) / 16;
+            if (found.a != 1 || end.a != 1 || x > 7 || y > 3) continue;
+            ASSERT_NEAR(found.r, x + amount * (end.r - x), 1e-5) << i;
+            ASSERT_NEAR(found.g, y + amount * (end.g - y), 1e-5) << i;
+            ++compared;
+        }
+        EXPECT_GT(compared, 1000);
+    }
 }
 
 template <class Component>
@@ -79,7 +150,10 @@ TEST(Library, ConvertsWhatIsNotStraight) {
                  {POLAR_RGBA8, 1, 0.0021}, {POLAR_RGBA16, 1, 1e-5}, {POLAR_RGBA_FLOAT, 1, 1e-5},
                  {POLAR_RGBA8, 2, 0.0061}, {POLAR_RGBA16, 2, 3e-5}, {POLAR_RGBA_FLOAT, 2, 1e-6}};
     const polar_rect part{5, 3, 80, 60};
-    polar_options options{0, POLAR_WRAP, 0, 0, {1, 0.5f, 0.25f}, &part, {}, {}, {}, {}};
+    polar_options options{};
+    options.direction = POLAR_WRAP;
+    std::copy_n(std::array{1.0f, 0.5f, 0.25f}.begin(), 3, options.background);
+    options.source = &part;
     for (const auto& [format, alpha, tolerance] : cases) {
         SCOPED_TRACE(format * 10 + alpha);
         const bool isOpaque = alpha != POLAR_PREMULTIPLIED;
@@ -124,7 +198,9 @@ TEST(Library, WrongInputGivesItsStatusAndTouchesNothing) {
         polar_image input, output;
         polar_rect source{0, 0, 5, 5}, whole{1, 0, 8, 8};
         polar_circle circle{4, 4, 4, 4, 0, 0, 0, 0};
-        polar_options options{0, 0, 0, 0, {}, &source, &whole, &circle, nullptr, nullptr};
+        double amount = 1.01;
+        polar_options options{
+            sizeof(polar_options), 0, 0, 0, {}, &source, &whole, &circle, {}, {}, 0, 0, {}};
     };
     const std::pair<int, std::function<void(Arguments&)>> cases[] = {
         {POLAR_NULL_POINTER, [](Arguments& a) { a.input.pixels = nullptr; }},
@@ -141,6 +217,9 @@ TEST(Library, WrongInputGivesItsStatusAndTouchesNothing) {
         {POLAR_BAD_OPTION, [](Arguments& a) { a.options.sampling = -1; }},
         {POLAR_BAD_OPTION, [](Arguments& a) { a.options.threads = -1; }},
         {POLAR_BAD_OPTION, [](Arguments& a) { a.options.background[1] = NAN; }},
+        {POLAR_BAD_OPTION, [](Arguments& a) { a.options.scale = 4; }},
+        {POLAR_BAD_GEOMETRY, [](Arguments& a) { a.options.scale = POLAR_SCALE_LOG; }},
+        {POLAR_BAD_OPTION, [](Arguments& a) { a.options.amount = &a.amount; }},
         {POLAR_BAD_OPTION, [](Arguments& a) { a.source.height = 0; }},
         {POLAR_BAD_OPTION, [](Arguments& a) { a.whole.width = INT_MAX; }},
         {POLAR_BAD_GEOMETRY, [](Arguments& a) { a.circle.center_x = NAN; }},

@@ -57,6 +57,11 @@ Circle anyCircle(Draw& draw, QzLong size) {
     circle.startTurns = draw.of({0.0, 0.25, 0.5, -0.125, 0.9, 3.3});
     circle.turns = draw.of({1.0, 1.0, 0.5, 0.25, 0.8});
     circle.clockwise = draw.upTo(2) == 0;
+    if (circle.inner > 0 || draw.upTo(4) == 0) {
+        using enum polar::RowScale;
+        circle.scale = draw.of({linear, linear, log, sqrt, square});
+        if (circle.scale == log) circle.inner = std::max(circle.inner, 0.01);
+    }
     return circle;
 }
 
@@ -121,8 +126,25 @@ void compareCircles(Draw draw, const Scene<Buffer>& scene) {
     const auto mapping = draw.of({Mapping::unwrap, Mapping::wrap});
     const Circle circle = anyCircle(draw, 130);
     const QzLong x = draw.upTo(9) - 4, y = draw.upTo(9) - 4;
-    const Geometry geometry =
-        polar::around({mapping, circle, from, from, {from.width, from.height}, x, y, place});
+    QzRect bounds = from;
+    if (draw.upTo(4) == 0) {
+        const QzLong missing = draw.upTo(bounds.width);
+        bounds.x += missing / 2;
+        bounds.width -= missing;
+    }
+    const bool isCyclic = draw.upTo(2) == 0;
+    const double amount = draw.of({1.0, 1.0, 1.0, 1.0, 1.0, 1.0, 0.7, 0.0});
+    const Geometry geometry = polar::around({mapping,
+                                             circle,
+                                             from,
+                                             bounds,
+                                             {from.width, from.height},
+                                             x,
+                                             y,
+                                             place,
+                                             isCyclic,
+                                             amount,
+                                             {place.width, place.height}});
     const TestBitmap<Buffer> whole(place);
     TestPlan(geometry, scene.input, whole, scene.sampling, polar::plainPath)
         .plan.render(0, place.height);
