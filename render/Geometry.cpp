@@ -75,10 +75,12 @@ QzLong difference(QzLong a, QzLong b) {
 
 }  // namespace
 
+// Logarithms to the base 10, and not std::exp: std::log and that would need a newer C library than
+// hosts come with.
 double scaled(RowScale scale, double radius) {
     switch (scale) {
         case RowScale::log:
-            return std::log(radius);
+            return std::log10(radius);
         case RowScale::sqrt:
             return std::sqrt(radius);
         case RowScale::square:
@@ -91,7 +93,7 @@ double scaled(RowScale scale, double radius) {
 double unscaled(RowScale scale, double place) {
     switch (scale) {
         case RowScale::log:
-            return std::exp(place);
+            return std::expm1(place * 2.302585092994046) + 1.0;
         case RowScale::sqrt:
             return place * std::abs(place);
         case RowScale::square:
