@@ -46,8 +46,9 @@ struct Job {
     double columnError;
     bool isTurned;
     double turnError;
-    // By how much the weights of four pixels can differ in sum for all that, what the roundings of
-    // their means amount to included.
+    // By how much the weights of pixels can differ in sum for all that, what the roundings of their
+    // means amount to included. They depend continuously on the column, from one pair of neighbours
+    // to the next as well.
     double weightError;
 
     // Renders the pixel of column `column`, at offset `offset` (wrapping), of the row at `v` to

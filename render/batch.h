@@ -3,7 +3,7 @@
 // To be included once, by the unit of an instruction set, after it has switched to that set and
 // defined its `Target` (render/Lanes.h). Everything here is local to that unit. What decides a
 // pixel is the plain path's arithmetic, operation by operation, or comes with a bound, and then
-// pixels that the bound leaves open are done again, at last by the plain path.
+// pixels that the bound leaves open are done again by the plain path.
 //
 // Blocks of columns are rendered chunk by chunk. First a chunk's positions become addresses and
 // fractions, and what lies there is fetched ahead; its pixels are mixed once the next chunk is

@@ -165,7 +165,7 @@ class Renderer {
                 planned(chunk.spots, pixel);
                 if (isLarge && j % rowsApart == 0) prefetch(chunk.spots.address + pixel, rowBytes);
             }
-            chunk.open[j] = open & columns & ~outside;
+            chunk.open[j] = open & columns;
             chunk.outside[j] = outside & columns;
             if (isDirect && (chunk.open[j] | chunk.outside[j]) != 0) finish(chunk, j, 0, out);
         }
@@ -220,39 +220,13 @@ class Renderer {
     [[gnu::noinline]] void finish(const Chunk& chunk, int row, Bits unsettled, unsigned char* out) {
         for (Bits outside = chunk.outside[row]; outside != 0; outside &= outside - 1)
             std::memset(out + std::countr_zero(outside) * pixelBytes, 0, pixelBytes);
-        Bits open = chunk.open[row];
-        unsettled &= ~(open | chunk.outside[row]);
-        if constexpr (!Sampler::isPrecise) unsettled = refine(chunk, row, unsettled, out);
-        open |= unsettled;
+        Bits open = (chunk.open[row] | unsettled) & ~chunk.outside[row];
         for (; open != 0; open &= open - 1) {
             const int i = std::countr_zero(open);
             ++redone_;
             job_.renderPixel(job_, chunk.v[row], static_cast<QzLong>(chunk.left + i),
                              chunk.columns->offsetAt(i), out + i * pixelBytes);
         }
-    }
-
-    // Takes the precise mean of pixels that are unsettled; returns those that still are.
-    Bits refine(const Chunk& chunk, int row, Bits unsettled, unsigned char* out) const {
-        using Precise = typename Sampler::Precise;
-        const Precise precise(job_);
-        const AnyPositions<Lanes, mapping> positions(job_, *chunk.columns);
-        typename Precise::template Spots<Lanes::count> spots;
-        Bits left = 0;
-        for (int i = 0; i < chunk.width; i += Lanes::count) {
-            const Bits lanes = unsettled >> i & allLanes;
-            if (lanes == 0) continue;
-            unsigned char batch[Lanes::count * pixelBytes];
-            Bits missed =
-                precise.template plan<false>(spots, 0, positions.at(i, chunk.v[row])).open;
-            missed |= precise.mix(spots, 0, batch, false);
-            for (Bits done = lanes & ~missed; done != 0; done &= done - 1) {
-                const int k = std::countr_zero(done);
-                std::memcpy(out + (i + k) * pixelBytes, batch + k * pixelBytes, pixelBytes);
-            }
-            left |= (lanes & missed) << i;
-        }
-        return left;
     }
 
     static constexpr unsigned allLanes = (1u << Lanes::count) - 1;

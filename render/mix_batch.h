@@ -9,22 +9,23 @@
 namespace polar {
 namespace {
 
-// What is known of the pixels of a chunk before any is read. Floats also have 1 - fx and 1 - fy,
-// which narrowed by themselves are never off by more than their own rounding.
-template <class Real, int pixels>
+// What is known of the pixels of a chunk before any is read. The weights that a position gives the
+// first of two neighbours, `rest`, are 1 minus those of the second unless a neighbour is missing;
+// narrowed to floats by themselves they are never off by more than their own rounding.
+template <class Real, int pixels, bool withRests>
 struct Spots {
-    static constexpr bool hasRests = std::is_same_v<Real, float>;
+    static constexpr bool hasRests = withRests;
     alignas(64) std::uint64_t address[pixels];
     alignas(64) Real fx[pixels], fy[pixels];
     Real restX[hasRests ? pixels : 1], restY[hasRests ? pixels : 1];
 
-    template <class Doubles>
-    [[gnu::always_inline]] void setFractions(int at, Doubles x, Doubles y) {
-        set(fx + at, x);
-        set(fy + at, y);
+    template <class Along>
+    [[gnu::always_inline]] void setFractions(int at, const Along& x, const Along& y) {
+        set(fx + at, x.fraction);
+        set(fy + at, y.fraction);
         if constexpr (hasRests) {
-            set(restX + at, 1.0 - x);
-            set(restY + at, 1.0 - y);
+            set(restX + at, x.rest);
+            set(restY + at, y.rest);
         }
     }
     template <class Reals>
@@ -44,21 +45,25 @@ struct Spots {
 
 // Integers. Any order of operations will do, in doubles or floats, where it can be shown that what
 // is stored is the same.
-template <class Lanes, class Pixel, class Real>
+//
+// Pixels that are missing are transparent: they weigh nothing. Unwrapping, they are few.
+template <class Lanes, class Pixel, Mapping mapping, class Real>
 class IntegerMean {
     using Target = typename Lanes::Target;
     using Format = IntegerPixels<Lanes, Pixel, Real>;
     using Reals = typename Format::Reals;
+    static constexpr bool isSingle = std::is_same_v<Real, float>;
 
   public:
     static constexpr int count = Format::count;
     template <int pixels>
-    using Spots = polar::Spots<Real, pixels>;
+    using Spots = polar::Spots<Real, pixels, isSingle || mapping == Mapping::wrap>;
 
     explicit IntegerMean(const Job& job) : rowBytes_(job.input.rowBytes) {
         constexpr double most = Pixel::maxValue;
         limit_ = static_cast<Real>(0.5 - margin);
         leastAlpha_ = static_cast<Real>(1.01 * job.weightError * most * most / slack);
+        columnError_ = static_cast<Real>(1.01 * job.columnError);
     }
 
     // Writes `count` pixels; returns which of them may be wrong.
@@ -102,9 +107,10 @@ class IntegerMean {
             Format::storeRounded(out, colours);
             return 0;
         }
-        // Where all four are transparent, nothing can be wrong.
+        // Where all four are transparent, nothing can be wrong, unless the plain path has others.
         const auto visible =
-            ((upper.left.a + upper.right.a) + (lower.left.a + lower.right.a)) > Reals{};
+            ((upper.left.a + upper.right.a) + (lower.left.a + lower.right.a) > Reals{}) |
+            (smaller(fx, gx) < columnError_);
         const auto kept = [&](Reals sum) __attribute__((always_inline)) {
             return visible ? sum : Reals{};
         };
@@ -115,14 +121,13 @@ class IntegerMean {
 
   private:
     static constexpr unsigned all_ = (1u << count) - 1;
-    static constexpr bool isSingle = std::is_same_v<Real, float>;
     static constexpr double unit = 0x1p-24 * Pixel::maxValue;
     // In doubles roundings are nothing beside what the weights may be off.
     static constexpr double slack = isSingle ? unit : 0x1p-15;
     static constexpr double margin = isSingle ? slack + 12 * unit : 2 * slack;
 
     std::int64_t rowBytes_;
-    Real limit_, leastAlpha_;
+    Real limit_, leastAlpha_, columnError_;
 };
 
 // Floats: the plain path's operations in its order. Wrapping, pixels whose column decides what is
@@ -140,7 +145,7 @@ class FloatMean {
   public:
     static constexpr int count = Format::count;
     template <int pixels>
-    using Spots = polar::Spots<double, pixels>;
+    using Spots = polar::Spots<double, pixels, false>;
 
     explicit FloatMean(const Job& job)
         : rowBytes_(job.input.rowBytes), error_(job.weightError / (1 - mostGain)) {}

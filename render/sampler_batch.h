@@ -64,7 +64,7 @@ class Nearest {
   public:
     static constexpr int count = std::max(Lanes::count, 4);
     static constexpr int rowsRead = 1;
-    static constexpr bool isCopy = true, isPrecise = true;
+    static constexpr bool isCopy = true;
     template <int pixels>
     struct Spots {
         alignas(64) std::uint64_t address[pixels];
@@ -138,34 +138,28 @@ class Nearest {
     Addresses<Lanes> addresses_;
 };
 
+// Of more bits, floats leave too many open.
 constexpr unsigned singleBits = 10;
 
-// The means that settle most pixels, and those that settle most of what the first leave open. Of
-// more bits, floats leave too many open.
 template <class Lanes, class Pixel, Mapping mapping>
-struct Means {
-    using Precise = IntegerMean<Lanes, Pixel, double>;
-    using First = std::conditional_t<Pixel::componentBits <= singleBits,
-                                     IntegerMean<Lanes, Pixel, float>, Precise>;
+struct MeanOf {
+    using Real = std::conditional_t<Pixel::componentBits <= singleBits, float, double>;
+    using type = IntegerMean<Lanes, Pixel, mapping, Real>;
 };
 template <class Lanes, Mapping mapping>
-struct Means<Lanes, QzBufferRGBAFloat::Pixel, mapping> {
-    using Precise = FloatMean<Lanes, mapping>;
-    using First = Precise;
+struct MeanOf<Lanes, QzBufferRGBAFloat::Pixel, mapping> {
+    using type = FloatMean<Lanes, mapping>;
 };
 
-template <class Lanes, class Pixel, Mapping mapping,
-          class Mean = typename Means<Lanes, Pixel, mapping>::First>
+template <class Lanes, class Pixel, Mapping mapping>
 class Bilinear {
     using Doubles = typename Lanes::Doubles;
+    using Mean = typename MeanOf<Lanes, Pixel, mapping>::type;
 
   public:
     static constexpr int count = Mean::count;
     static constexpr int rowsRead = 2;
     static constexpr bool isCopy = false;
-    using PreciseMean = typename Means<Lanes, Pixel, mapping>::Precise;
-    using Precise = Bilinear<Lanes, Pixel, mapping, PreciseMean>;
-    static constexpr bool isPrecise = std::is_same_v<Mean, PreciseMean>;
     template <int pixels>
     using Spots = typename Mean::template Spots<pixels>;
 
@@ -177,25 +171,26 @@ class Bilinear {
 
     template <bool isInside, class Spots>
     [[gnu::always_inline]] Found plan(Spots& spots, int i, const Position<Lanes>& at) const {
-        Doubles x = at.x, y = at.y;
-        Found found{0, 0};
-        if constexpr (!isInside) {
-            const auto inside = (y >= bounds_.top) & (y < bounds_.lastRow) & (x >= bounds_.left) &
-                                (x < bounds_.lastColumn);
-            found = outside(at, ~bitsOf<Lanes>(inside));
-            // Other lanes read pixels that are there.
-            x = inside ? x : all<Doubles>(bounds_.left);
-            y = inside ? y : all<Doubles>(bounds_.top);
-        }
-        const Doubles column = Lanes::Target::floor(x), row = Lanes::Target::floor(y);
-        const Doubles fx = x - column;
-        store(spots.address + i, addresses_.of(column, row));
-        spots.setFractions(i, fx, y - row);
-        if constexpr (mapping == Mapping::wrap) {
+        const Doubles column = Lanes::Target::floor(at.x), row = Lanes::Target::floor(at.y);
+        Along x{column, at.x - column}, y{row, at.y - row};
+        Found found{at.nearCut, 0};
+        if constexpr (mapping == Mapping::wrap && !Spots::hasRests) {
             const auto sameNeighbours =
-                (fx >= bounds_.columnError) & (fx <= 1.0 - bounds_.columnError);
-            found.open |= ~bitsOf<Lanes>(sameNeighbours) | at.nearCut;
+                (x.fraction >= bounds_.columnError) & (x.fraction <= 1.0 - bounds_.columnError);
+            found.open |= ~bitsOf<Lanes>(sameNeighbours);
         }
+        if constexpr (!isInside) {
+            const auto inside = (row >= bounds_.top) & (row < bounds_.lastRow) &
+                                (column >= bounds_.left) & (column < bounds_.lastColumn);
+            if (bitsOf<Lanes>(inside) != (1u << Lanes::count) - 1) {
+                found.outside = outside(at);
+                found.open |= ~bitsOf<Lanes>(Spots::hasRests ? isNear(column, row) : inside);
+                x.keepIn(bounds_.left, bounds_.lastColumn);
+                y.keepIn(bounds_.top, bounds_.lastRow);
+            }
+        }
+        store(spots.address + i, addresses_.of(x.first, y.first));
+        spots.setFractions(i, x, y);
         return found;
     }
 
@@ -206,7 +201,28 @@ class Bilinear {
     }
 
   private:
-    [[gnu::always_inline]] Found outside(const Position<Lanes>& at, unsigned notInside) const {
+    // Two neighbours along an axis, of which the first weighs `rest` and the other `fraction`.
+    struct Along {
+        Along(Doubles first_, Doubles fraction_) : first(first_), fraction(fraction_) {}
+        Doubles first, fraction, rest = 1.0 - fraction;
+
+        // One that is missing weighs nothing, and another one is read in its place.
+        [[gnu::always_inline]] void keepIn(double least, double last) {
+            const auto before = first < least, beyond = first >= last;
+            first = smaller(larger(first, all<Doubles>(least)), all<Doubles>(last - 1.0));
+            const Doubles weight = before ? Doubles{} : beyond ? rest : fraction;
+            rest = before ? fraction : beyond ? Doubles{} : rest;
+            fraction = weight;
+        }
+    };
+
+    // Whether one of the neighbours is there.
+    [[gnu::always_inline]] auto isNear(Doubles column, Doubles row) const {
+        return (row >= bounds_.top - 1.0) & (row <= bounds_.lastRow) &
+               (column >= bounds_.left - 1.0) & (column <= bounds_.lastColumn);
+    }
+    // The lanes that certainly have no neighbours.
+    [[gnu::always_inline]] unsigned outside(const Position<Lanes>& at) const {
         unsigned lanes =
             bitsOf<Lanes>((at.y < bounds_.top - 1.0) | (at.y >= bounds_.lastRow + 1.0));
         // A whole turn ends on the last column.
@@ -216,7 +232,7 @@ class Bilinear {
                                    (at.x >= bounds_.lastColumn + margin)) &
                      ~at.nearCut;
         }
-        return {notInside & ~lanes, lanes};
+        return lanes;
     }
 
     Mean mean_;
