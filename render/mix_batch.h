@@ -87,21 +87,22 @@ class IntegerMean {
         const Reals a01 = gx * fy * lower.left.a, a11 = fx * fy * lower.right.a;
         const Reals alpha = (a00 + a10) + (a01 + a11);
         const Reals inverse = Real{1} / alpha;
-        Reals worst{};
+        auto clear = alpha >= leastAlpha_;
         const auto rounded = [&](Reals value) __attribute__((always_inline)) {
             const Reals sum = value + Format::rounding;
-            worst = larger(worst, magnitude(value - (sum - Format::rounding)));
+            clear &= magnitude(value - (sum - Format::rounding)) <= limit_;
             return sum;
         };
-        const auto mean = [&](auto component) __attribute__((always_inline)) {
+        const auto mean = [&](auto component, double scale) __attribute__((always_inline)) {
             Reals sum = a00 * upper.left.*component;
             sum = Target::fma(a10, upper.right.*component, sum);
             sum = Target::fma(a01, lower.left.*component, sum);
-            return rounded(Target::fma(a11, lower.right.*component, sum) * inverse);
+            sum = Target::fma(a11, lower.right.*component, sum);
+            return rounded(sum * (inverse * static_cast<Real>(scale)));
         };
         using All = Colours<Reals>;
-        const All colours{mean(&All::r), mean(&All::g), mean(&All::b), rounded(alpha)};
-        const auto clear = (worst <= limit_) & (alpha >= leastAlpha_);
+        const All colours{mean(&All::r, Format::scale(0)), mean(&All::g, Format::scale(1)),
+                          mean(&All::b, Format::scale(2)), rounded(alpha)};
         const unsigned open = all_ & ~bitsOf<Lanes>(clear);
         if (open == 0) [[likely]] {
             Format::storeRounded(out, colours);

@@ -79,6 +79,12 @@ struct Layout {
     static constexpr int place(int start, int index) {
         return start + bits * (Pixel::packed ? 3 - index : index);
     }
+    // How far a colour is left from the low end of its word, which multiplies it by a power of two.
+    static constexpr int kept(int index) { return Pixel::packed || index == 3 ? 0 : bits * index; }
+    // By which that is undone.
+    static constexpr double scale(int index) {
+        return 1.0 / static_cast<double>(std::uint64_t{1} << kept(index));
+    }
 };
 
 template <class Lanes, class PixelType, class Real>
@@ -98,15 +104,11 @@ struct IntegerPixels<Lanes, PixelType, double> : Layout<PixelType> {
         if constexpr (At::bytes == 8) {
             const Words even = gather16<Lanes, count, 2>(addresses, offset);
             const Words odd = gather16<Lanes, count, 2>(addresses + 1, offset);
-            return {colours<At::left>(shuffle<0, 2>(even, odd)),
-                    colours<At::right>(shuffle<1, 3>(even, odd))};
-        } else if constexpr (At::bytes == 4) {
-            const Words both = gather<Words>(addresses, offset);
-            return {colours<At::left>(both), colours<At::right>(both)};
+            return {colours(shuffle<0, 2>(even, odd)), colours(shuffle<1, 3>(even, odd))};
         } else {
             const Words first = gather<Words>(addresses, offset);
             const Words last = gather<Words>(addresses, offset + 2 * At::bytes - 8);
-            return {colours<At::left>(reverseBytes(first)), colours<At::right>(reverseBytes(last))};
+            return {colours(reverseBytes(first)), colours<At::right>(reverseBytes(last))};
         }
     }
 
@@ -123,16 +125,18 @@ struct IntegerPixels<Lanes, PixelType, double> : Layout<PixelType> {
     }
 
   private:
-    template <int start>
+    template <int start = At::left>
     [[gnu::always_inline]] static Colours<Reals> colours(Words word) {
-        return {real<At::place(start, 0)>(word), real<At::place(start, 1)>(word),
-                real<At::place(start, 2)>(word), real<At::place(start, 3)>(word)};
+        return {real<start, 0>(word), real<start, 1>(word), real<start, 2>(word),
+                real<start, 3>(word)};
     }
     // The bits of an integer below 2^52 are those of its sum with that.
-    template <int place>
+    template <int start, int index>
     [[gnu::always_inline]] static Reals real(Words word) {
-        const Words sum = (word >> place & std::uint64_t{At::mask}) | as<Words>(all<Reals>(0x1p52));
-        return as<Reals>(sum) - 0x1p52;
+        constexpr int kept = At::kept(index);
+        constexpr std::uint64_t mask = std::uint64_t{At::mask} << kept;
+        const Words part = (word >> (At::place(start, index) - kept)) & mask;
+        return as<Reals>(part | as<Words>(all<Reals>(0x1p52))) - 0x1p52;
     }
     template <int index>
     [[gnu::always_inline]] static Words part(Reals rounded) {
@@ -200,19 +204,20 @@ struct IntegerPixels<Lanes, PixelType, float> : Layout<PixelType> {
     }
     template <int start>
     [[gnu::always_inline]] static Colours<Reals> colours(const Halves& words) {
-        return {real<At::place(start, 0)>(words), real<At::place(start, 1)>(words),
-                real<At::place(start, 2)>(words), real<At::place(start, 3)>(words)};
+        return {real<start, 0>(words), real<start, 1>(words), real<start, 2>(words),
+                real<start, 3>(words)};
     }
-    template <int place>
+    template <int start, int index>
     [[gnu::always_inline]] static Reals real(const Halves& words) {
+        constexpr int place = At::place(start, index), kept = At::kept(index);
         HalfWords part;
         if constexpr (place >= 32)
-            part = words.high >> (place - 32);
+            part = words.high >> (place - 32 - kept);
         else if constexpr (place + At::bits <= 32)
-            part = words.low >> place;
+            part = words.low >> (place - kept);
         else
             part = words.low >> place | words.high << (32 - place);
-        if constexpr (place + At::bits != 32 && place + At::bits != 64) part &= At::mask;
+        if constexpr (place + At::bits != 32 && place + At::bits != 64) part &= At::mask << kept;
         return __builtin_convertvector(as<Vector<std::int32_t, count>>(part), Reals);
     }
     template <int index>
