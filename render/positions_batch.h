@@ -14,7 +14,7 @@ namespace {
 
 constexpr int blockColumns = 32;
 constexpr int blockRows = 64;
-constexpr int chunkRows = 8;
+constexpr int chunkRows = 16;
 
 template <class Lanes>
 struct Position {
