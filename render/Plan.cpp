@@ -75,7 +75,8 @@ bool areRowsIndependent(const Job& job, std::int64_t pixelBytes) {
 // Batches -----------------------------------------------------------------------------------------
 
 // Measured: from which sizes on it pays to fetch ahead and to write past the caches. What is redone
-// is written twice, and then it does not; nor where pixels or rows share lines of the caches.
+// is written twice, and then it does not; nor where blocks of pixels or rows share lines of the
+// caches.
 void findSizes(Job& job, bool mayStream) {
     const auto bytes = [](double rows, const Image& image) {
         return rows * std::abs(static_cast<double>(image.rowBytes));
@@ -83,12 +84,14 @@ void findSizes(Job& job, bool mayStream) {
     const bool isNearest = job.sampling == Sampling::nearest;
     const bool isWrapping = job.geometry.mapping == Mapping::wrap;
     const double read = bytes(job.lastRow - job.top, job.input);
-    bool isPacked = false;
-    visitFormat(job.format, [&]<class Buffer>() { isPacked = Buffer::Pixel::packed; });
-    job.isStreamed = mayStream && (isNearest || !isWrapping) && !isPacked &&
+    bool hasLines = false;
+    visitFormat(job.format,
+                [&]<class Buffer>() { hasLines = sizeof(typename Buffer::Pixel) % 2 == 0; });
+    job.isStreamed = mayStream && (isNearest || !isWrapping) && hasLines &&
                      job.output.rowBytes % 64 == 0 &&
                      bytes(job.geometry.region.height, job.output) > 0x1p22;
-    job.isLarge = isNearest ? job.isStreamed || (isWrapping && read > 0x1.8p24) : read > 0x1p20;
+    const double enough = !isNearest ? 0x1p20 : isWrapping ? 0x1p22 : 0x1.8p24;
+    job.isLarge = (isNearest && job.isStreamed) || read > enough;
 }
 
 // Whether batches know such positions and, where columns follow each other all around, their ends.

@@ -79,10 +79,10 @@ class Renderer {
 
     // Such that the others begin with a line of the caches, where these are passed by.
     std::int64_t firstBlock() const {
-        constexpr std::int64_t line = 64;
-        const auto excess = static_cast<std::int64_t>(addressOf(0, 0) % line);
-        const bool hasWays = job_.isStreamed && excess > 0 && excess % pixelBytes == 0;
-        return hasWays ? (line - excess) / pixelBytes : blockColumns;
+        constexpr std::uintptr_t line = 64;
+        for (int columns = 1; job_.isStreamed && columns < blockColumns; ++columns)
+            if (addressOf(columns, 0) % line == 0) return columns;
+        return blockColumns;
     }
 
     // Moves `offset` on to the next block.

@@ -62,7 +62,8 @@ class Nearest {
     using Words = typename Lanes::Words;
 
   public:
-    static constexpr int count = std::max(Lanes::count, 4);
+    // Of packed pixels, those that fill whole words, an even number.
+    static constexpr int count = std::max(Lanes::count, Pixel::packed ? 8 : 4);
     static constexpr int rowsRead = 1;
     static constexpr bool isCopy = true;
     template <int pixels>
@@ -99,12 +100,15 @@ class Nearest {
                                         bool isStreamed) const {
         const auto pixel = [&](int i) { return bytesAt(spots.address[at + i]); };
         if constexpr (Pixel::packed) {
-            storeEach<sizeof(Pixel), count>(out, [&](int i) {
+            const auto word = [&](int i) __attribute__((always_inline)) {
                 // Of one store; it is no more than a pixel that is read.
                 std::conditional_t<sizeof(Pixel) == 5, std::uint8_t, std::uint16_t> end;
                 std::memcpy(&end, pixel(i) + 4, sizeof end);
                 return load<std::uint32_t>(pixel(i)) | std::uint64_t{end} << 32;
-            });
+            };
+            if constexpr (sizeof(Pixel) == 6)
+                if (isStreamed) return streamPacked(out, word);
+            storeEach<sizeof(Pixel), count>(out, word);
         } else if (isStreamed) {
             constexpr int pixels = 16 / sizeof(Pixel);
             for (int i = 0; i < count; i += pixels, out += 16)
@@ -118,6 +122,19 @@ class Nearest {
     }
 
   private:
+    // Eight words of 48 bits are three times 16 bytes.
+    template <class Word>
+    [[gnu::always_inline]] static unsigned streamPacked(unsigned char* out, Word word) {
+        for (int i = 0; i < count; i += 8, out += 48) {
+            const std::uint64_t b = word(i + 1), c = word(i + 2), f = word(i + 5), g = word(i + 6);
+            using Target = typename Lanes::Target;
+            Target::stream(out, Sixteen{word(i) | b << 48, b >> 16 | c << 32});
+            Target::stream(out + 16, Sixteen{c >> 32 | word(i + 3) << 16, word(i + 4) | f << 48});
+            Target::stream(out + 32, Sixteen{f >> 16 | g << 32, g >> 32 | word(i + 7) << 16});
+        }
+        return 0;
+    }
+
     // To nearest, ties to even, as far as positions can be inside.
     [[gnu::always_inline]] static Doubles rounded(Doubles value) {
         return (value + 0x1.8p52) - 0x1.8p52;
