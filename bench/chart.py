@@ -16,25 +16,27 @@ MARKS = {"RGBA8": "o", "RGBA16": "s", "float": "^"}
 
 def read_tables(lines):
     """{instruction set: {case: [(square root of the pixels, ns per pixel), ...]}}"""
-    tables, rows, sizes = {}, None, []
+    tables, side, columns = {}, None, []
     for line in lines:
-        title = re.match(r"(.*), ns/pixel:$", line)
+        title = re.match(r"(\d+)x(\d+), ns/pixel:$", line)
         if title:
-            rows = tables[title[1]] = {}
-        elif rows is not None and line.startswith("|"):
+            side = math.prod(map(int, title.groups())) ** 0.5
+        elif side is not None and line.startswith("|"):
             name, *cells = [cell.strip() for cell in line.strip().strip("|").split("|")]
             if name == "case":
-                sizes = cells
-            elif len(cells) == len(sizes) and not name.startswith("-"):
-                rows[name] = [(math.prod(map(int, size.split("x"))) ** 0.5, float(cell.split()[0]))
-                              for size, cell in zip(sizes, cells) if cell]
+                columns = cells
+            elif len(cells) == len(columns) and not name.startswith("-"):
+                for column, cell in zip(columns, cells):
+                    if cell:
+                        rows = tables.setdefault(column, {}).setdefault(name, [])
+                        rows.append((side, float(cell.split()[0])))
         elif line.strip():
-            rows, sizes = None, []  # other tables may follow
+            side, columns = None, []  # other tables may follow
     return tables
 
 
 def draw(tables):
-    copies = tables.pop("memcpy", {})
+    copies = tables.pop("memcpy")
     figure, panels = pyplot.subplots(2, 2, figsize=(9, 8), sharex=True, sharey=True)
     for panel, case in zip(panels.flat, ["unwrap bilinear", "wrap bilinear",
                                          "unwrap nearest", "wrap nearest"]):
@@ -43,8 +45,8 @@ def draw(tables):
             for number, (name, rows) in enumerate(tables.items()):
                 panel.plot(*zip(*rows[f"{case} {form}"]), color=f"C{number}",
                            label=f"{name} {form}", **drawn)
-            if form in copies:
-                panel.plot(*zip(*copies[form]), color="0.6", label=f"memcpy {form}", **drawn)
+            panel.plot(*zip(*copies[f"{case} {form}"]), color="0.6", label=f"memcpy {form}",
+                       **drawn)
         panel.set(title=case, xscale="log", yscale="log")
         panel.grid(alpha=0.3, linewidth=0.5)
     ticks = [256, 1000, 2880, 8192]

@@ -40,7 +40,11 @@ inline Sets setsNamed(std::string_view name) {
 class Comparison {
   public:
     Comparison(Peer& peer, Sets sets, Size size)
-        : peer_(peer), sets_(std::move(sets)), size_(size), ratios_(2 * sets_.size()) {}
+        : peer_(peer),
+          sets_(std::move(sets)),
+          size_(size),
+          turns_(size.pixels() > 0x1p24 ? 3 : 9),
+          ratios_(2 * sets_.size()) {}
 
     void print() {
         printHead();
@@ -58,8 +62,6 @@ class Comparison {
     }
 
   private:
-    static constexpr int turns = 9;
-
     // Median nanoseconds per pixel of the peer and of the sets: of the thread where there is one,
     // of the wall's clock where there are as many as everybody likes.
     std::vector<double> measure(const Frame& input, const Frame& output, polar_options options) {
@@ -72,7 +74,7 @@ class Comparison {
             };
             times[of].push_back(options.threads == 1 ? threadTime(work) : elapsed(work));
         };
-        for (int turn = 0; turn <= turns; ++turn) {
+        for (int turn = 0; turn <= turns_; ++turn) {
             if (turn == 1)  // all have warmed up
                 for (auto& each : times) each.clear();
             time(0, [&] { peer_.render(input, output, options); });
@@ -114,7 +116,7 @@ class Comparison {
 
     void printHead() const {
         std::printf("\n%s, ns/pixel (ratio), medians of %d:\n\n| case |", size_.name().c_str(),
-                    turns);
+                    turns_);
         std::string rule = "|---|";
         for (const char* const prefix : {"", "all threads: "}) {
             std::printf(" %s%s |", prefix, peer_.name());
@@ -138,6 +140,7 @@ class Comparison {
     Peer& peer_;
     Sets sets_;
     Size size_;
+    int turns_;
     std::vector<std::vector<double>> ratios_;  // of the sets on one thread, then on all
 };
 

@@ -1,13 +1,15 @@
-// Nanoseconds per pixel of a render on one thread, by every instruction set that the machine has: a
-// table in Markdown for each, and one of a copy of the frame. In parentheses what is left where
-// memory costs nothing, as all rows of either image are one.
+// Nanoseconds per pixel of a render on one thread, by every instruction set that the machine has,
+// and of a copy of the frame: a table in Markdown for each size, line by line as they are measured.
+// In parentheses what is left where memory costs nothing, as all rows of either image are one.
 
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <regex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bench/frames.h"
@@ -15,7 +17,7 @@
 
 namespace {
 
-// Waits for all repetitions, as its median is of runs that took turns with all others.
+// Keeps times under the names that benchmarks were added by.
 class Times : public benchmark::BenchmarkReporter {
   public:
     bool ReportContext(const Context&) override { return true; }
@@ -25,9 +27,9 @@ class Times : public benchmark::BenchmarkReporter {
                 times_[run.run_name.function_name].push_back(run.GetAdjustedCPUTime());
     }
 
-    // Per pixel; nothing of what was not measured.
+    // The median per pixel; nothing of what was not measured.
     std::string perPixel(const std::string& name, bench::Size size) const {
-        const auto found = times_.find(name + '/' + size.name());
+        const auto found = times_.find(name);
         if (found == times_.end()) return {};
         char text[32];
         std::snprintf(text, sizeof text, "%.2f", bench::median(found->second) / size.pixels());
@@ -59,79 +61,101 @@ void render(const polar::InstructionSet& set, const bench::Case& of, const bench
         plan.render(0, image.height);
 }
 
-// Measures `work()` under that name.
-template <class Work>
-void add(const std::string& name, Work work) {
-    benchmark::RegisterBenchmark(name.c_str(), [work](benchmark::State& state) {
-        for (auto _ : state) work();
-    });
-}
+// One line of a table: contenders take turns.
+class Line {
+  public:
+    Line(const bench::Case& of, const bench::Format& format, bench::Size size)
+        : title_(std::string(of.name) + ' ' + format.name), size_(size) {}
 
-// Whether there was anything to measure.
-bool measure(bench::Size size, const bench::Format& format, Times& times) {
-    const bench::Frame input(format.code, size), output(format.code, size);
-    const std::string frame = format.name + ('/' + size.name());
-    add("memcpy/" + frame, [&] {
-        std::memcpy(output.image().pixels, input.pixels().data(), input.pixels().size());
-        benchmark::ClobberMemory();
-    });
-    for (const polar::InstructionSet* const set : polar::instructionSets()) {
-        if (!set->isSupported()) continue;
-        for (const bench::Case& of : bench::cases)
-            for (const bool inCache : {false, true}) {
-                if (inCache && set == &polar::plainPath) continue;
-                add(std::string(set->name) + (inCache ? " in cache/" : "/") + of.name + ' ' + frame,
-                    [&, set, inCache] { render(*set, of, input, output, inCache); });
-            }
+    // Measures `work()` under that name. Where one takes seconds a few will do, of the plain path
+    // one.
+    template <class Work>
+    void add(const std::string& name, Work work) {
+        const std::string full = name + '/' + title_ + '/' + size_.name();
+        // Where none match, the library says so.
+        if (!std::regex_search(full, std::regex(benchmark::GetBenchmarkFilter()))) return;
+        isAny_ = true;
+        auto* const added = benchmark::RegisterBenchmark(full.c_str(), [work](auto& state) {
+            for (auto _ : state) work();
+        });
+        if (size_.pixels() > 0x1p24) added->Repetitions(name == polar::plainPath.name ? 1 : 3);
     }
-    const bool isAny = benchmark::RunSpecifiedBenchmarks(&times) > 0;
-    benchmark::ClearRegisteredBenchmarks();
-    if (isAny) std::fprintf(stderr, "%s measured\n", frame.c_str());
-    return isAny;
-}
 
-// One table: rows and columns of which nothing was measured are left out.
-void print(const Times& times, const std::string& set, const std::vector<std::string>& rows,
-           const std::vector<bench::Size>& sizes) {
-    const std::string full = set + '/', floor = set + " in cache/";
+    // Whether there was anything to measure.
+    bool measure() {
+        if (isAny_) benchmark::RunSpecifiedBenchmarks(&times_);
+        benchmark::ClearRegisteredBenchmarks();
+        return isAny_;
+    }
+
+    void print(const std::vector<std::string>& columns) const {
+        std::printf("| %s |", title_.c_str());
+        for (const std::string& column : columns) {
+            const auto cell = [&](const std::string& name) {
+                return times_.perPixel(name + '/' + title_ + '/' + size_.name(), size_);
+            };
+            const std::string floor = cell(column + inCache);
+            std::printf(" %s%s |", cell(column).c_str(),
+                        floor.empty() ? "" : (" (" + floor + ')').c_str());
+        }
+        std::printf("\n");
+        std::fflush(stdout);
+    }
+
+    static constexpr const char* inCache = " in cache";
+
+  private:
+    std::string title_;
+    bench::Size size_;
+    Times times_;
+    bool isAny_ = false;
+};
+
+void printHead(bench::Size size, const std::vector<std::string>& columns) {
+    std::printf("\n%s, ns/pixel:\n\n| case |", size.name().c_str());
     std::string rule = "|---|";
-    std::printf("\n%s, ns/pixel:\n\n| case |", set.c_str());
-    for (const bench::Size size : sizes) {
-        std::printf(" %s |", size.name().c_str());
+    for (const std::string& column : columns) {
+        std::printf(" %s |", column.c_str());
         rule += "---|";
     }
     std::printf("\n%s\n", rule.c_str());
-    for (const std::string& row : rows) {
-        std::string cells;
-        for (const bench::Size size : sizes) {
-            cells += ' ' + times.perPixel(full + row, size);
-            const std::string inCache = times.perPixel(floor + row, size);
-            cells += inCache.empty() ? " |" : " (" + inCache + ") |";
-        }
-        if (cells.find_first_not_of(" |") != std::string::npos)
-            std::printf("| %s |%s\n", row.c_str(), cells.c_str());
+}
+
+void addAll(Line& line, const bench::Case& of, const bench::Frame& input,
+            const bench::Frame& output) {
+    for (const polar::InstructionSet* const set : polar::instructionSets()) {
+        if (!set->isSupported()) continue;
+        line.add(set->name, [&, set] { render(*set, of, input, output, false); });
+        if (set != &polar::plainPath)
+            line.add(std::string(set->name) + Line::inCache,
+                     [&, set] { render(*set, of, input, output, true); });
     }
+    line.add("memcpy", [&] {
+        std::memcpy(output.image().pixels, input.pixels().data(), input.pixels().size());
+        benchmark::ClobberMemory();
+    });
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
-    Times times;
-    std::vector<bench::Size> sizes;
-    for (const bench::Size size : bench::sizes) {
-        bool isAny = false;
-        for (const bench::Format& format : bench::formats)
-            isAny = measure(size, format, times) || isAny;
-        if (isAny) sizes.push_back(size);
-    }
-    std::vector<std::string> renders, copies;
-    for (const bench::Format& format : bench::formats) copies.emplace_back(format.name);
-    for (const bench::Case& of : bench::cases)
-        for (const bench::Format& format : bench::formats)
-            renders.push_back(std::string(of.name) + ' ' + format.name);
+    std::vector<std::string> columns;
     for (const polar::InstructionSet* const set : polar::instructionSets())
-        if (set->isSupported()) print(times, set->name, renders, sizes);
-    print(times, "memcpy", copies, sizes);
+        if (set->isSupported()) columns.emplace_back(set->name);
+    columns.emplace_back("memcpy");
+    for (const bench::Size size : bench::sizes) {
+        bool hasHead = false;
+        for (const bench::Format& format : bench::formats) {
+            const bench::Frame input(format.code, size), output(format.code, size);
+            for (const bench::Case& of : bench::cases) {
+                Line line(of, format, size);
+                addAll(line, of, input, output);
+                if (!line.measure()) continue;
+                if (!std::exchange(hasHead, true)) printHead(size, columns);
+                line.print(columns);
+            }
+        }
+    }
     benchmark::Shutdown();
 }
