@@ -1,9 +1,10 @@
 #include "cli/Options.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "cli/HelpFormatter.h"
 #include "cli/meantWord.h"
+#include "cli/optionKinds.h"
 #include "library/polar.h"
 #include "pixels/QzBuffer.h"
 
@@ -23,18 +24,6 @@ void addPlugin(CLI::App& command, Options& options, const std::string& help) {
 
 void requirePath(CLI::Option* option) { option->required()->type_name("PATH"); }
 
-// An option whose text `parse` turns into a value; otherwise it "is no `expected`".
-template <class Value, class Parse>
-void addParsed(CLI::App& command, const std::string& name, std::optional<Value>& target,
-               Parse parse, const std::string& expected, const std::string& typeName,
-               const std::string& help) {
-    const auto store = [=, &target](const std::string& text) {
-        target = parse(text);
-        if (!target) throw CLI::ValidationError(name, text + " is no " + expected);
-    };
-    command.add_option_function<std::string>(name, store, help)->type_name(typeName);
-}
-
 void addRectangle(CLI::App& command, const std::string& name,
                   std::optional<pictures::Rectangle>& target, const std::string& help) {
     addParsed(command, name, target, pictures::parseRectangle,
@@ -47,25 +36,6 @@ void addFrames(CLI::App& command, Paths& paths) {
         "1-100, 1-100x4, 5-1, -5--1, 7 or several of these with commas, at most 1000000 frames",
         "RANGE",
         "Frames of a name with %04d, ####, @@@@ or $F4, as 1-100, 1-100x4, 5-1,7 [all found]");
-}
-
-template <class Value>
-using Choices = std::vector<std::pair<std::string, Value>>;
-
-// An option with a word for each value; the first one is the default of `target`.
-template <class Value>
-void addChoice(CLI::App& command, const std::string& name, const Choices<Value>& choices,
-               Value& target, const std::string& help) {
-    std::vector<std::string> words;
-    for (const auto& choice : choices) words.push_back(choice.first);
-    const auto store = [=, &target](const std::string& word) {
-        const auto at = std::find(words.begin(), words.end(), word) - words.begin();
-        target = choices[static_cast<std::size_t>(at)].second;
-    };
-    command.add_option_function<std::string>(name, store, help)
-        ->check(CLI::IsMember(words).description(""))
-        ->type_name(CLI::detail::join(words, "|"))
-        ->default_str(words.front());
 }
 
 Choices<std::optional<QzBitmapType>> formatChoices() {
@@ -103,7 +73,19 @@ void addAttributes(CLI::App& command, pictures::FileSettings& file) {
         ->allow_extra_args(false);
 }
 
+void addPaths(CLI::App& command, Options& options) {
+    requirePath(command.add_option("INPUT", options.paths.inputs,
+                                   "Pictures to read, or shot.%04d.exr; - is standard input"));
+    requirePath(command.add_option(
+        "-o,--output", options.paths.output,
+        "Picture to write, its extension is its format; or a folder, ending in '/'; - is standard "
+        "output, png:-, tiff:- or pnm:- with that format"));
+    addFrames(command, options.paths);
+}
+
 void addFileOptions(CLI::App& command, Options& options) {
+    command.add_option("--layer", options.frame.layer, "Part, layer or channel of an EXR [all]")
+        ->type_name("NAME");
     using pictures::Depth;
     addChoice<std::optional<Depth>>(command, "--depth",
                                     {{"same", std::nullopt},
@@ -126,21 +108,28 @@ void addFileOptions(CLI::App& command, Options& options) {
               "1 being the brightest, are accepted",
               "COLOUR", "Put the picture over it, as #336699, white or 0.2,0.4,0.6");
     addAttributes(command, options.frame.file);
-    command.add_option("--layer", options.frame.layer, "Part, layer or channel of an EXR [all]")
-        ->type_name("NAME");
     command.add_flag("--overwrite", options.frame.overwrite,
                      "Let the output replace its own input, or a read-only file");
+    command.add_flag("--mkdir", options.frame.makeFolders, "Make missing folders of the outputs");
+}
+
+void addPixelOptions(CLI::App& command, Options& options) {
+    using hosting::Sampling;
+    addChoice<Sampling>(command, "--sampling",
+                        {{"bilinear", Sampling::bilinear}, {"nearest", Sampling::nearest}},
+                        options.frame.sampling, "How source pixels are read");
+    addChoice(command, "--format", formatChoices(), options.frame.format,
+              "Pixels to render in; auto: as the file has them");
+    addPlugin(command, options, "Module to render with, driven as by its host [libpolar]");
 }
 
 void addRunOptions(CLI::App& command, Options& options) {
-    addFrames(command, options.paths);
     command.add_flag("--keep-going", options.run.keepGoing,
                      "Go on after a frame that fails; the status is 1 all the same");
     command
         .add_flag("--skip-existing", options.run.skipExisting,
                   "Leave outputs that exist as they are")
         ->excludes(command.get_option("--overwrite"));
-    command.add_flag("--mkdir", options.frame.makeFolders, "Make missing folders of the outputs");
     command.add_flag("--skip-missing", options.run.skipMissing,
                      "Go on where an input is missing; the status is 1 all the same");
     command
@@ -157,27 +146,26 @@ void addRunOptions(CLI::App& command, Options& options) {
     addVerbosity(command, options);
 }
 
+// Options added from here on, until the next group, stand under that heading of --help.
+void beginGroup(CLI::App& command, const std::string& heading) {
+    command.option_defaults()->group(heading);
+}
+
 void addFilter(CLI::App& app, const std::string& name, const std::string& help, Options& options) {
-    using hosting::Sampling;
     CLI::App& command = *app.add_subcommand(name, help);
-    requirePath(command.add_option("INPUT", options.paths.inputs,
-                                   "Pictures to read, or shot.%04d.exr; - is standard input"));
-    requirePath(command.add_option(
-        "-o,--output", options.paths.output,
-        "Picture to write, its extension is its format; or a folder, ending in '/'; - is standard "
-        "output, png:-, tiff:- or pnm:- with that format"));
-    addChoice<Sampling>(command, "--sampling",
-                        {{"bilinear", Sampling::bilinear}, {"nearest", Sampling::nearest}},
-                        options.frame.sampling, "How source pixels are read");
-    addChoice(command, "--format", formatChoices(), options.frame.format,
-              "Pixels to render in; auto: as the file has them");
+    beginGroup(command, "Input and output");
+    addPaths(command, options);
+    addFileOptions(command, options);
+    beginGroup(command, "Geometry");
     addRectangle(command, "--source", options.frame.source,
                  "Part to bend, in pixels from the top left [all]");
     addRectangle(command, "--region", options.frame.region,
                  "Part of the result to write, in pixels [all]");
-    addPlugin(command, options, "Module to render with, driven as by its host [libpolar]");
-    addFileOptions(command, options);
+    beginGroup(command, "Pixels");
+    addPixelOptions(command, options);
+    beginGroup(command, "Run");
     addRunOptions(command, options);
+    command.set_help_flag("-h,--help", "Print this text");
 }
 
 void addCompare(CLI::App& app, Options& options) {
@@ -241,9 +229,7 @@ ParsedCommandLine parseCommandLine(int argc, char** argv) {
     CLI::App app(examples, "polar");
     app.set_version_flag("-V,--version", std::string("polar ") + polar_version());
     app.require_subcommand(1);
-    app.get_formatter()->column_width(32);
-    app.get_formatter()->label("Positionals", "Arguments");
-    app.get_formatter()->label("REQUIRED", "(required)");
+    app.formatter(std::make_shared<HelpFormatter>());
     addFilter(app, "unwrap", "\"Polar to Rectangular...\": a round picture becomes a panorama",
               options);
     addFilter(app, "wrap", "\"Rectangular to Polar...\": a panorama becomes a round picture",

@@ -380,6 +380,8 @@ TEST_F(Cli, TellsAboutItselfAndTheModule) {
     const std::pair<std::string, std::vector<std::string>> cases[] = {
         {"polar --help", {"polar unwrap ", "polar wrap ", "info"}},
         {"polar help unwrap", {"--region", "bilinear|nearest", "|rgba12|", "no more in memory"}},
+        {"for c in '' unwrap wrap compare info; do polar $c --help; done | wc -L | awk '$1 <= 80'",
+         {"\n"}},
         {"polar info",
          {"\"Polar to Rectangular...\", category \"Distort\"", "\"Rectangular to Polar...\"",
           "InfoId92 30070", "InfoId92 30072", "InfoId96 30004", "SetupValue72 1"}},
