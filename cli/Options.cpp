@@ -157,10 +157,11 @@ void addFilter(CLI::App& app, const std::string& name, const std::string& help, 
     addPaths(command, options);
     addFileOptions(command, options);
     beginGroup(command, "Geometry");
-    addRectangle(command, "--source", options.frame.source,
-                 "Part to bend, in pixels from the top left [all]");
+    addRectangle(
+        command, "--source", options.frame.source,
+        "Crop the input to this first, in pixels from its top left; may reach outside [all]");
     addRectangle(command, "--region", options.frame.region,
-                 "Part of the result to write, in pixels [all]");
+                 "Part of the result to render and write [all]");
     beginGroup(command, "Pixels");
     addPixelOptions(command, options);
     beginGroup(command, "Run");

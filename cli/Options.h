@@ -28,8 +28,8 @@ struct FrameSettings {
     hosting::Filter filter = hosting::Filter::polarToRectangular;
     hosting::Sampling sampling = hosting::Sampling::bilinear;
     std::optional<QzBitmapType> format;         // else the one that holds the file's values
-    std::optional<pictures::Rectangle> source;  // in pixels of the picture; else all of it
-    std::optional<pictures::Rectangle> region;  // the part to render and write; likewise
+    std::optional<pictures::Rectangle> source;  // what is cropped from the picture; else all of it
+    std::optional<pictures::Rectangle> region;  // the part of the result to write; likewise
     std::string layer;                          // part, layer or channel of the file; empty: all
     pictures::FileSettings file;                // of the output
     bool overwrite = false;    // whether the output may replace its own input, or a read-only file

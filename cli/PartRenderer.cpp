@@ -13,16 +13,15 @@ using pictures::FileError;
 using pictures::Rectangle;
 using pictures::toText;
 
-// The rectangle asked for with `option`, or the whole of the picture.
-Rectangle within(const Rectangle& picture, const std::optional<Rectangle>& asked,
-                 const char* option, const std::filesystem::path& file) {
-    const Rectangle rectangle = asked.value_or(picture);
-    if (!pictures::contains(picture, rectangle))
-        throw FileError(file, std::string(option) + " " + toText(rectangle) +
-                                  " lies outside the picture " + toText(picture) +
-                                  "; the nearest inside is " +
-                                  toText(pictures::nearestIn(picture, rectangle)));
-    return rectangle;
+// The part of the result that is rendered.
+Rectangle regionOf(const Rectangle& result, const std::optional<Rectangle>& asked,
+                   const std::filesystem::path& file) {
+    const Rectangle region = asked.value_or(result);
+    if (!pictures::contains(result, region))
+        throw FileError(file, "--region " + toText(region) + " lies outside the result " +
+                                  toText(result) + "; the nearest inside is " +
+                                  toText(pictures::nearestIn(result, region)));
+    return region;
 }
 
 // The source, which may reach beyond the picture but not miss it.
@@ -41,10 +40,6 @@ Rectangle sourceOf(const Rectangle& picture, const std::optional<Rectangle>& ask
     return source;
 }
 
-Rectangle moved(const Rectangle& rectangle, const Rectangle& origin) {
-    return {rectangle.x - origin.x, rectangle.y - origin.y, rectangle.width, rectangle.height};
-}
-
 }  // namespace
 
 PartRenderer::PartRenderer(const Renderer& renderer, const FrameSettings& settings,
@@ -54,15 +49,17 @@ PartRenderer::PartRenderer(const Renderer& renderer, const FrameSettings& settin
       part_(part),
       picture_(part.picture()),
       source_(sourceOf(picture_, settings.source, file)),
-      region_(within(picture_, settings.region, "--region", file)) {}
+      result_{0, 0, source_.width, source_.height},
+      region_(regionOf(result_, settings.region, file)) {}
 
 pictures::RenderTraits PartRenderer::traits() const {
     const bool isNearest = settings_.sampling == hosting::Sampling::nearest;
     const bool staysInside = settings_.filter == hosting::Filter::polarToRectangular &&
                              pictures::contains(part_.filled(), source_) &&
-                             pictures::contains(source_, region_) &&
                              (!isNearest || renderer_.canRepeatEdges());
-    return {!staysInside, isNearest, region_, settings_.format.value_or(part_.format())};
+    const bool isCrop = settings_.source.has_value();
+    return {!staysInside, isNearest, region_, isCrop ? std::optional(result_) : std::nullopt,
+            settings_.format.value_or(part_.format())};
 }
 
 std::string PartRenderer::describeInput() const {
@@ -87,14 +84,16 @@ void PartRenderer::render(const pictures::OutputGroup& group, unsigned threads, 
     // nearest one has no others.
     const bool repeatsEdges =
         traits().keepsPixels && group.composition.alpha == pictures::Alpha::dropped;
-    Rectangle area = pictures::boundingBox(picture_, source_);
-    if (repeatsEdges) area = {source_.x, source_.y, source_.width + 1, source_.height + 1};
+    Rectangle area = source_;
+    if (repeatsEdges) {
+        ++area.width;
+        ++area.height;
+    }
     const auto rendering = renderer_.start(area.width, area.height, traits().format, threads);
     const polar_image input = rendering->input();
     fill(area, input);
     if (repeatsEdges) pictures::repeatLastPixels(input);
-    use(rendering->render({settings_.filter, settings_.sampling, moved(source_, area),
-                           moved(region_, area), repeatsEdges}));
+    use(rendering->render({settings_.filter, settings_.sampling, region_, repeatsEdges}));
 }
 
 }  // namespace cli

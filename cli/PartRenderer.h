@@ -36,7 +36,10 @@ class PartRenderer {
     const Renderer& renderer_;
     const FrameSettings& settings_;
     const pictures::PicturePart& part_;
-    pictures::Rectangle picture_, source_, region_;
+    pictures::Rectangle picture_;
+    pictures::Rectangle source_;  // of the picture
+    pictures::Rectangle result_;  // all of it, from (0, 0)
+    pictures::Rectangle region_;  // of the result
 };
 
 }  // namespace cli

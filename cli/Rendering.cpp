@@ -45,26 +45,20 @@ class LibraryRendering : public Rendering {
     polar_image render(const RenderRequest& request) override {
         const Rectangle& region = request.region;
         output_.emplace(region.width, region.height, format_);
-        const auto [x, y, width, height] = request.source;
-        const polar_rect whole{region.x - x, region.y - y, width, height};
-        polar_rect source{x, y, width, height};
-        const double radiusX = width / 2.0, radiusY = height / 2.0;
-        // That of the source alone, whatever is beside it.
+        const polar_image& input = input_->image;
+        const QzLong more = request.repeatsEdges ? 1 : 0;
+        const polar_rect whole{region.x, region.y, input.width - more, input.height - more};
+        const double radiusX = whole.width / 2.0, radiusY = whole.height / 2.0;
         const polar_circle circle{radiusX, radiusY, radiusX, radiusY, 0, 0, 0, 0};
         polar_options options{};
-        if (request.repeatsEdges) {
-            ++source.width;
-            ++source.height;
-            options.circle = &circle;
-        }
+        options.circle = &circle;
         options.size = sizeof options;
         options.direction =
             request.filter == Filter::polarToRectangular ? POLAR_UNWRAP : POLAR_WRAP;
         options.sampling = request.sampling == Sampling::nearest ? POLAR_NEAREST : POLAR_BILINEAR;
         options.threads = static_cast<std::int32_t>(threads_);
-        options.source = &source;
         options.whole = &whole;
-        const int status = polar_render(&input_->image, &output_->image, &options);
+        const int status = polar_render(&input, &output_->image, &options);
         if (status == POLAR_OUT_OF_MEMORY) throw std::bad_alloc();
         if (status != POLAR_OK) throw std::runtime_error(polar_status_text(status));
         input_.reset();
@@ -102,7 +96,8 @@ class ModuleRendering : public Rendering {
     polar_image render(const RenderRequest& request) override {
         output_ = hosting::makeBitmap(width_, height_, format_);
         hosting::FilterInstance instance(module_, request.filter);
-        instance.render(*input_, *output_, request.source, request.region, request.sampling);
+        instance.render(*input_, *output_, {0, 0, width_, height_}, request.region,
+                        request.sampling);
         instance.close();
         input_.reset();
         return part(*output_, request.region);

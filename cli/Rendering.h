@@ -11,14 +11,13 @@
 
 namespace cli {
 
-// What is rendered from an input; rectangles in its pixels.
+// What is rendered from an input, into a result that is as large.
 struct RenderRequest {
     hosting::Filter filter;
     hosting::Sampling sampling;
-    pictures::Rectangle source;  // the part that is bent, and the size of the whole result
-    pictures::Rectangle region;  // the part of the result to render; may reach outside the input
-    bool repeatsEdges = false;   // the input has a column and a row more than the source, and shows
-                                 // them where the rim falls there; of unwraps
+    pictures::Rectangle region;  // the part of the result to render
+    bool repeatsEdges = false;   // the input's last column and row are not the picture's: they are
+                                 // seen where the rim falls there; of unwraps
 };
 
 // The render of one frame, with the memory for it. An object is used by one thread at a time.

@@ -49,7 +49,7 @@ class Layout {
           counts_(countsOf(output.format_name())),
           settings_(settings),
           traits_(traits),
-          part_{&original, {}, {}, -1, traits.region, traits.format, {}} {}
+          part_{&original, {}, {}, -1, traits.region, traits.window, traits.format, {}} {}
 
     bool holdsAny() const { return counts_ == "*"; }
     bool holds(std::size_t channels) const {

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,10 +14,11 @@ namespace pictures {
 
 // How a part is rendered.
 struct RenderTraits {
-    bool showsNothing;    // places where there is no source can be seen
-    bool keepsPixels;     // pixels are moved as they are, not mixed
-    Rectangle region;     // of the picture
-    QzBitmapType format;  // of the images
+    bool showsNothing;                // places where there is no source can be seen
+    bool keepsPixels;                 // pixels are moved as they are, not mixed
+    Rectangle region;                 // of the result
+    std::optional<Rectangle> window;  // all of a result that does not take the picture's place
+    QzBitmapType format;              // of the images
 };
 
 // A group of channels and where it goes.
@@ -36,10 +38,11 @@ struct OutputPart {
     const PicturePart* from;
     std::vector<OutputGroup> groups;
     std::vector<OutputChannel> channels;
-    int alphaChannel = -1;  // index
-    Rectangle region;       // of the picture of `from`
-    QzBitmapType format;    // that it is rendered in
-    OIIO::ImageSpec spec;   // as it is going to be written
+    int alphaChannel = -1;            // index
+    Rectangle region;                 // of the result
+    std::optional<Rectangle> window;  // as in RenderTraits
+    QzBitmapType format;              // that it is rendered in
+    OIIO::ImageSpec spec;             // as it is going to be written
 };
 
 struct OutputPlan {

@@ -112,11 +112,12 @@ std::string timeOf(const std::filesystem::path& file) {
     return text;
 }
 
-// Where `region` of a part lies, as far as the output can tell.
-void place(OIIO::ImageSpec& spec, const OIIO::ImageOutput& output, const PicturePart& original,
-           const Rectangle& region) {
-    spec.x = original.originX() + region.x;
-    spec.y = original.originY() + region.y;
+// Where a part lies, as far as the output can tell.
+void place(OIIO::ImageSpec& spec, const OIIO::ImageOutput& output, const OutputPart& part) {
+    const PicturePart& original = *part.from;
+    const Rectangle& region = part.region;
+    spec.x = region.x + (part.window ? 0 : original.originX());
+    spec.y = region.y + (part.window ? 0 : original.originY());
     spec.width = region.width;
     spec.height = region.height;
     if (!output.supports("origin")) spec.x = spec.y = 0;
@@ -134,6 +135,11 @@ void place(OIIO::ImageSpec& spec, const OIIO::ImageOutput& output, const Picture
             spec.attribute("YResolution", x);
             spec.attribute("PixelAspectRatio", y / x);
         }
+    }
+    if (part.window) {
+        spec.full_x = spec.full_y = 0;
+        spec.full_width = part.window->width;
+        spec.full_height = part.window->height;
     }
     if (spec.find_attribute("Orientation") != nullptr) spec.attribute("Orientation", 1);
     spec.tile_width = spec.tile_height = 0;
@@ -158,7 +164,7 @@ OIIO::ImageSpec describePart(const OIIO::ImageOutput& output, const PictureReade
     const std::string_view format = output.format_name();
     const Components components = componentsOf(part.format);
     OIIO::ImageSpec spec = part.from->spec;
-    place(spec, output, *part.from, part.region);
+    place(spec, output, part);
     spec.nchannels = static_cast<int>(part.channels.size());
     spec.channelformats.clear();
     spec.channelnames.clear();

@@ -32,7 +32,7 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap film.mp4 -o o.png", 1, "film.mp4: a moving picture; its frames are accepted"},
         {"unwrap text.png -o o.png", 1, "text.png: not a readable picture: "},
         {"unwrap in.png -o o.png --region 17x8", 1,
-         "in.png: --region 17x8+0+0 lies outside the picture 16x8+0+0; the nearest inside is 16x8"},
+         "in.png: --region 17x8+0+0 lies outside the result 16x8+0+0; the nearest inside is 16x8"},
         {"unwrap none.png -o o.exrr", 2, "the extension \"exrr\"; did you mean exr?"},
         {"unwrap in.png -o o.term", 2, "no picture format that can be written has"},
         {"unwrap in.png -o o.null", 2, "no picture format that can be written has"},
@@ -45,7 +45,8 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap in.png -o in.png", 1, "in.png: is the input; --overwrite"},
         {"unwrap in.png -o same.png", 1, "same.png: is the input; --overwrite"},
         {"unwrap -n in.png -o same.png --skip-existing", 1, "same.png: is the input; --overwrite"},
-        {"unwrap -n in.png -o o.png --region 17x8", 1, "in.png: --region 17x8+0+0 lies outside"},
+        {"unwrap -n in.png -o o.png --source 9x8+2+0 --region 9x8+1+0", 1,
+         "--region 9x8+1+0 lies outside the result 9x8+0+0"},
         {"unwrap -n in.png -o text.png/o.png --mkdir", 1, "o.png: cannot be written: Not a dir"},
         {"unwrap -n in.png -o none/o.png", 1, "none/o.png: cannot be written: No such file or dir"},
         {"unwrap in.png -o o.png --plugin none", 1, "/none: cannot be loaded: "},
@@ -198,10 +199,10 @@ TEST_F(Cli, EveryAnswerOfTheModuleIsChecked) {
 // The library on any number of threads gives the file that a module gives.
 TEST_F(Cli, PixelsDoNotDependOnWhatRendersThem) {
     save("in.tif", {601, 500, 4, TypeDesc::UINT16}, scattered(65535, 4));
-    for (const std::string render : {"unwrap in.tif", "wrap in.tif --source 599x301+1+99"})
+    for (const std::string render : {"unwrap in.tif", "wrap in.tif --source 599x401-9+99"})
         for (const std::string sampling : {"bilinear", "nearest"})
             for (const std::string format : {"rgba8", "rgba10", "float"}) {
-                const std::string rest = render + " --region 501x450+97+33 --sampling " + sampling +
+                const std::string rest = render + " --region 501x350+97+33 --sampling " + sampling +
                                          " --format " + format + " -o ";
                 runWell(rest + "module.tif --plugin " POLAR_MODULE);
                 runWell(rest + "library.tif --threads " + (format == "rgba8" ? "1" : "5"));

@@ -234,7 +234,7 @@ TEST_F(Cli, OpaquePicturesStayOpaque) {
         {"wrap rgb.png --background 1,0.4,0 --alpha keep", 4, {0, 0, 0, 0}},
         {"wrap rgba.png --background white", 3, {1, 1, 1, 1}},
         {"unwrap rgb.png --source 30x40-3+0", 4, {}},
-        {"unwrap rgb.png --source 20x20 --sampling nearest", 4, {}},
+        {"unwrap rgb.png --source 20x20+9+9 --sampling nearest", 3, {}},
         {"unwrap rgb.png --alpha keep", 4, {}},
     };
     for (const auto& [arguments, channels, last] : cases) {
@@ -265,20 +265,31 @@ TEST_F(Cli, OpaquePicturesStayOpaque) {
         runBadly("wrap rgb.png -o o.png --background '" + colour + "'", 2, "is no colour; #rrggbb");
 }
 
-TEST_F(Cli, RegionIsTheCropOfTheWholeAndKeepsItsPlaceAndMetadata) {
+TEST_F(Cli, RegionIsTheCropOfTheWholeAndSourceThatOfTheInput) {
     OIIO::ImageSpec spec(40, 30, 4, TypeDesc::FLOAT);
     spec.x = 5, spec.y = -7, spec.full_width = 200, spec.full_height = 100;
     spec.attribute("Artist", "somebody");
     spec.tile_width = spec.tile_height = 16;
     save("in.exr", spec, scattered(4096, 4));
     for (const std::string command : {"unwrap", "wrap"}) {
-        runWell(command + " in.exr -o all.exr --source 32x16+4+3");
-        runWell(command + " in.exr -o part.exr --source 32x16+4+3 --region 9x8+11+6");
+        runWell(command + " in.exr -o all.exr");
+        runWell(command + " in.exr -o part.exr --region 90x80+50+10");
         const OIIO::ImageBuf all = load("all.exr"), part = load("part.exr");
-        EXPECT_EQ(part.roi(), OIIO::ROI(11, 20, 6, 14, 0, 1, 0, 4));
+        EXPECT_EQ(part.roi(), OIIO::ROI(50, 140, 10, 90, 0, 1, 0, 4));
         EXPECT_EQ(OIIO::ImageBufAlgo::compare(all, part, 0, 0, part.roi()).nfail, 0u);
         EXPECT_EQ(part.roi_full(), OIIO::ROI(0, 200, 0, 100, 0, 1, 0, 4));
         EXPECT_EQ(part.spec().get_string_attribute("Artist"), "somebody");
+
+        // With one column without samples and two rows outside of the window.
+        OIIO::ImageBuf crop = OIIO::ImageBufAlgo::cut(load("in.exr"), {4, 36, -2, 14});
+        ASSERT_TRUE(crop.write((folder / "crop.exr").string()));
+        const std::string region = " --region 9x8+11+6";
+        runWell(command + " crop.exr -o cropped.exr" + region);
+        runWell(command + " in.exr -o source.exr --source 32x16+4-2" + region);
+        const OIIO::ImageBuf cropped = load("cropped.exr"), source = load("source.exr");
+        EXPECT_EQ(source.roi(), OIIO::ROI(11, 20, 6, 14, 0, 1, 0, 4));
+        EXPECT_EQ(source.roi_full(), OIIO::ROI(0, 32, 0, 16, 0, 1, 0, 4));
+        EXPECT_EQ(OIIO::ImageBufAlgo::compare(cropped, source, 0, 0).nfail, 0u) << command;
     }
 }
 
@@ -294,10 +305,9 @@ TEST_F(Cli, OverscanIsSource) {
     }
     save("in.exr", spec, samples);
     runWell("unwrap in.exr -o o.exr --sampling nearest --source 16x16-4-4");
-    EXPECT_EQ(load("o.exr").roi(), OIIO::ROI(0, 8, 0, 8, 0, 1, 0, 3));
-    EXPECT_EQ(pixel(load("o.exr"), 0, 0),
-              (std::vector<float>{0, 1, 0, 1}));  // 2 left of the centre
-    EXPECT_EQ(pixel(load("o.exr"), 0, 7), (std::vector<float>{1, 0, 0, 1}));  // 5.5 left of it
+    EXPECT_EQ(load("o.exr").roi_full(), OIIO::ROI(0, 16, 0, 16, 0, 1, 0, 3));
+    EXPECT_EQ(pixel(load("o.exr"), 4, 4), (std::vector<float>{0, 1, 0, 1}));   // 2 from the centre
+    EXPECT_EQ(pixel(load("o.exr"), 4, 11), (std::vector<float>{1, 0, 0, 1}));  // 5.5 from it
     runBadly("unwrap in.exr -o o.exr --source 4x4-4-4", 1,
              "--source 4x4-4-4 has nothing of the pi");
 }
