@@ -5,6 +5,7 @@
 #include "cli/HelpFormatter.h"
 #include "cli/meantWord.h"
 #include "cli/optionKinds.h"
+#include "cli/warpOptions.h"
 #include "library/polar.h"
 #include "pixels/QzBuffer.h"
 
@@ -17,6 +18,9 @@ polar wrap shot.%04d.exr -o planet.%04d.exr --frames 1001-1100
 polar compare planet.%04d.exr farm/planet.%04d.exr --tolerance 0.001
 
 Bends pictures between polar and rectangular.)";
+
+// The heading of what the library alone can do, but for rectangles.
+constexpr const char* geometry = "Geometry";
 
 void addPlugin(CLI::App& command, Options& options, const std::string& help) {
     command.add_option("--plugin", options.plugin, help)->type_name("PATH");
@@ -156,7 +160,8 @@ void addFilter(CLI::App& app, const std::string& name, const std::string& help, 
     beginGroup(command, "Input and output");
     addPaths(command, options);
     addFileOptions(command, options);
-    beginGroup(command, "Geometry");
+    beginGroup(command, geometry);
+    addWarpOptions(command, options.frame.warp);
     addRectangle(
         command, "--source", options.frame.source,
         "Crop the input to this first, in pixels from its top left; may reach outside [all]");
@@ -201,6 +206,23 @@ std::string complaint(const CLI::App& app, const CLI::ParseError& error) {
     for (const CLI::Option* const option : (chosen.empty() ? &app : chosen.front())->get_options())
         for (const std::string& name : option->get_lnames()) words.push_back("--" + name);
     return rest.front() + " is not expected" + meantWord(rest.front(), words);
+}
+
+// What keeps options that are each fine from going together; empty when nothing does.
+std::string conflictIn(const CLI::App& command, const Options& options) {
+    const auto onlyLibrary = command.get_options([](const CLI::Option* option) {
+        return option->get_group() == geometry && option->count() > 0 &&
+               option->get_name() != "--source" && option->get_name() != "--region";
+    });
+    if (options.plugin && !onlyLibrary.empty())
+        return onlyLibrary.front()->get_name() +
+               " cannot be had with --plugin; a module takes --source, --region and --sampling";
+    try {
+        checkWarp(options.frame.filter, options.frame.warp);
+        return {};
+    } catch (const WarpError& error) {
+        return error.what();
+    }
 }
 
 // In reverse, as they are parsed; "help" and "help wrap" are "--help" and "wrap --help".
@@ -252,6 +274,8 @@ ParsedCommandLine parseCommandLine(int argc, char** argv) {
                       : command == "compare" ? Command::compare
                                              : Command::filter;
     if (command == "wrap") options.frame.filter = hosting::Filter::rectangularToPolar;
+    const std::string conflict = conflictIn(*app.get_subcommands().front(), options);
+    if (!conflict.empty()) return {{}, wrongUsage(conflict)};
     return {options, 0};
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/Messages.h"
+#include "cli/Warp.h"
 #include "hosting/Module.h"
 #include "pictures/FileSettings.h"
 #include "pictures/Rectangle.h"
@@ -26,6 +27,7 @@ struct Paths {
 // How to render a frame.
 struct FrameSettings {
     hosting::Filter filter = hosting::Filter::polarToRectangular;
+    WarpSettings warp;
     hosting::Sampling sampling = hosting::Sampling::bilinear;
     std::optional<QzBitmapType> format;         // else the one that holds the file's values
     std::optional<pictures::Rectangle> source;  // what is cropped from the picture; else all of it

@@ -40,6 +40,15 @@ Rectangle sourceOf(const Rectangle& picture, const std::optional<Rectangle>& ask
     return source;
 }
 
+Warp warpOf(const Rectangle& source, const FrameSettings& settings,
+            const std::filesystem::path& file) {
+    try {
+        return makeWarp(settings.filter, settings.warp, {source.width, source.height});
+    } catch (const WarpError& error) {
+        throw FileError(file, error.what());
+    }
+}
+
 }  // namespace
 
 PartRenderer::PartRenderer(const Renderer& renderer, const FrameSettings& settings,
@@ -49,16 +58,22 @@ PartRenderer::PartRenderer(const Renderer& renderer, const FrameSettings& settin
       part_(part),
       picture_(part.picture()),
       source_(sourceOf(picture_, settings.source, file)),
-      result_{0, 0, source_.width, source_.height},
-      region_(regionOf(result_, settings.region, file)) {}
+      warp_(warpOf(source_, settings, file)),
+      region_(regionOf(result(), settings.region, file)) {}
+
+bool PartRenderer::repeatsEdges() const {
+    return warp_.unwraps() && settings_.sampling == hosting::Sampling::nearest;
+}
 
 pictures::RenderTraits PartRenderer::traits() const {
-    const bool isNearest = settings_.sampling == hosting::Sampling::nearest;
-    const bool staysInside = settings_.filter == hosting::Filter::polarToRectangular &&
-                             pictures::contains(part_.filled(), source_) &&
-                             (!isNearest || renderer_.canRepeatEdges());
-    const bool isCrop = settings_.source.has_value();
-    return {!staysInside, isNearest, region_, isCrop ? std::optional(result_) : std::nullopt,
+    // Repeated pixels would stretch what moves only a part of the way.
+    const bool showsEdges = !repeatsEdges() || (renderer_.canRepeatEdges() && warp_.amount == 1);
+    const bool staysInside =
+        pictures::contains(part_.filled(), source_) && warp_.staysInside() && showsEdges;
+    const bool keepsPlace =
+        !settings_.source && result().width == picture_.width && result().height == picture_.height;
+    return {!staysInside, settings_.sampling == hosting::Sampling::nearest, region_,
+            keepsPlace ? std::nullopt : std::optional(result()),
             settings_.format.value_or(part_.format())};
 }
 
@@ -73,8 +88,8 @@ std::string PartRenderer::describeInput() const {
 }
 
 std::string PartRenderer::describeRender() const {
-    return "source " + toText(source_) + ", region " + toText(region_) + ", " +
-           (settings_.sampling == hosting::Sampling::nearest ? "nearest" : "bilinear") +
+    return "source " + toText(source_) + ", " + toText(warp_) + ", region " + toText(region_) +
+           ", " + (settings_.sampling == hosting::Sampling::nearest ? "nearest" : "bilinear") +
            ", rendered by " + renderer_.name();
 }
 
@@ -82,18 +97,17 @@ void PartRenderer::render(const pictures::OutputGroup& group, unsigned threads, 
                           const std::function<void(const polar_image&)>& use) const {
     // At the rim, where half of the pixels to mix may be missing, the others stand for them; the
     // nearest one has no others.
-    const bool repeatsEdges =
-        traits().keepsPixels && group.composition.alpha == pictures::Alpha::dropped;
+    const bool isOpaque = group.composition.alpha == pictures::Alpha::dropped;
     Rectangle area = source_;
-    if (repeatsEdges) {
+    if (isOpaque && repeatsEdges()) {
         ++area.width;
         ++area.height;
     }
     const auto rendering = renderer_.start(area.width, area.height, traits().format, threads);
     const polar_image input = rendering->input();
     fill(area, input);
-    if (repeatsEdges) pictures::repeatLastPixels(input);
-    use(rendering->render({settings_.filter, settings_.sampling, region_, repeatsEdges}));
+    if (area.width > source_.width) pictures::repeatLastPixels(input);
+    use(rendering->render({warp_, settings_.sampling, region_}));
 }
 
 }  // namespace cli

@@ -33,12 +33,16 @@ class PartRenderer {
                 const std::function<void(const polar_image&)>& use) const;
 
   private:
+    pictures::Rectangle result() const { return {0, 0, warp_.result.width, warp_.result.height}; }
+    // Whether the last pixels of the source are repeated beyond its end, where the rim may fall.
+    bool repeatsEdges() const;
+
     const Renderer& renderer_;
     const FrameSettings& settings_;
     const pictures::PicturePart& part_;
     pictures::Rectangle picture_;
     pictures::Rectangle source_;  // of the picture
-    pictures::Rectangle result_;  // all of it, from (0, 0)
+    Warp warp_;
     pictures::Rectangle region_;  // of the result
 };
 

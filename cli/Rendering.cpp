@@ -9,7 +9,6 @@ namespace cli {
 
 namespace {
 
-using hosting::Filter;
 using hosting::Sampling;
 using pictures::Rectangle;
 
@@ -35,6 +34,12 @@ struct OwnImage {
     }
 };
 
+// The same pixels with the last row first.
+void turnOver(polar_image& image) {
+    image.pixels = static_cast<unsigned char*>(image.pixels) + (image.height - 1) * image.row_bytes;
+    image.row_bytes = -image.row_bytes;
+}
+
 class LibraryRendering : public Rendering {
   public:
     LibraryRendering(QzLong width, QzLong height, QzBitmapType format, unsigned threads)
@@ -43,22 +48,24 @@ class LibraryRendering : public Rendering {
     polar_image input() override { return input_->image; }
 
     polar_image render(const RenderRequest& request) override {
+        const Warp& warp = request.warp;
         const Rectangle& region = request.region;
         output_.emplace(region.width, region.height, format_);
-        const polar_image& input = input_->image;
-        const QzLong more = request.repeatsEdges ? 1 : 0;
-        const polar_rect whole{region.x, region.y, input.width - more, input.height - more};
-        const double radiusX = whole.width / 2.0, radiusY = whole.height / 2.0;
-        const polar_circle circle{radiusX, radiusY, radiusX, radiusY, 0, 0, 0, 0};
+        polar_image input = input_->image, output = output_->image;
+        polar_rect whole{region.x, region.y, warp.result.width, warp.result.height};
+        if (warp.groundAtBottom && warp.unwraps()) whole.y = whole.height - whole.y - region.height;
+        if (warp.groundAtBottom) turnOver(warp.unwraps() ? output : input);
         polar_options options{};
-        options.circle = &circle;
         options.size = sizeof options;
-        options.direction =
-            request.filter == Filter::polarToRectangular ? POLAR_UNWRAP : POLAR_WRAP;
+        options.direction = warp.unwraps() ? POLAR_UNWRAP : POLAR_WRAP;
         options.sampling = request.sampling == Sampling::nearest ? POLAR_NEAREST : POLAR_BILINEAR;
         options.threads = static_cast<std::int32_t>(threads_);
         options.whole = &whole;
-        const int status = polar_render(&input, &output_->image, &options);
+        options.circle = &warp.circle;
+        options.scale = static_cast<std::int32_t>(warp.scale);
+        options.cyclic = warp.isCyclic ? 1 : 0;
+        options.amount = &warp.amount;
+        const int status = polar_render(&input, &output, &options);
         if (status == POLAR_OUT_OF_MEMORY) throw std::bad_alloc();
         if (status != POLAR_OK) throw std::runtime_error(polar_status_text(status));
         input_.reset();
@@ -95,7 +102,7 @@ class ModuleRendering : public Rendering {
 
     polar_image render(const RenderRequest& request) override {
         output_ = hosting::makeBitmap(width_, height_, format_);
-        hosting::FilterInstance instance(module_, request.filter);
+        hosting::FilterInstance instance(module_, request.warp.filter);
         instance.render(*input_, *output_, {0, 0, width_, height_}, request.region,
                         request.sampling);
         instance.close();

@@ -5,19 +5,19 @@
 #include <memory>
 #include <string>
 
+#include "cli/Warp.h"
 #include "hosting/Module.h"
 #include "library/polar.h"
 #include "pictures/Rectangle.h"
 
 namespace cli {
 
-// What is rendered from an input, into a result that is as large.
+// What is rendered from an input, which has the size of the warp's source, or a column and a row
+// more when unwrapping: those are not the picture's, and seen where the rim falls there.
 struct RenderRequest {
-    hosting::Filter filter;
+    const Warp& warp;
     hosting::Sampling sampling;
     pictures::Rectangle region;  // the part of the result to render
-    bool repeatsEdges = false;   // the input's last column and row are not the picture's: they are
-                                 // seen where the rim falls there; of unwraps
 };
 
 // The render of one frame, with the memory for it. An object is used by one thread at a time.
@@ -53,7 +53,8 @@ class Renderer {
 // libpolar.
 std::unique_ptr<Renderer> makeLibraryRenderer();
 
-// A module, driven as its host does, on one thread for each render. Throws hosting::ModuleError
+// A module, driven as its host does, on one thread for each render. It knows the warps that follow
+// from a picture's size alone. Throws hosting::ModuleError
 // when it cannot be loaded.
 std::unique_ptr<Renderer> makeModuleRenderer(const std::filesystem::path& path);
 

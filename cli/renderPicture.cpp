@@ -39,6 +39,10 @@ std::string inMilliseconds(double seconds) {
     return OIIO::Strutil::fmt::format("{:.1f} ms", seconds * 1000);
 }
 
+std::string sizeOf(const Rectangle& picture) {
+    return std::to_string(picture.width) + "x" + std::to_string(picture.height);
+}
+
 void refuseOwnInput(const std::filesystem::path& input, const std::filesystem::path& output) {
     std::error_code error;  // missing files are not the same
     if (std::filesystem::equivalent(input, output, error))
@@ -140,8 +144,8 @@ FrameTimes renderPicture(const Renderer& renderer, const std::filesystem::path& 
     std::string size;
     try {
         Frame frame(renderer, input, output, settings, messages);
-        const Rectangle picture = frame.reader.parts().front().picture();
-        size = " for " + std::to_string(picture.width) + "x" + std::to_string(picture.height);
+        size = " for " + sizeOf(frame.reader.parts().front().picture());
+        if (const auto& result = frame.plan.parts.front().window) size += " to " + sizeOf(*result);
         return render(frame, output, settings, threads, messages);
     } catch (const std::bad_alloc&) {
         throw FileError(input, "not enough memory" + size);

@@ -49,6 +49,24 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
          "--region 9x8+1+0 lies outside the result 9x8+0+0"},
         {"unwrap -n in.png -o text.png/o.png --mkdir", 1, "o.png: cannot be written: Not a dir"},
         {"unwrap -n in.png -o none/o.png", 1, "none/o.png: cannot be written: No such file or dir"},
+        {"unwrap in.png -o o.png --size 0x5", 2, "--size: 0x5 is no WxH in whole pixels, each 1"},
+        {"wrap in.png -o o.png --size 65536x32769", 2, "at most 2147483648 in all"},
+        {"unwrap in.png -o o.png --radius 1e6", 2, "makes 6283185x1000000 pixels; --size WxH of"},
+        {"unwrap in.png -o o.png --center 1,5,2", 2, "--center: 1,5,2 is no X,Y in pixels, each"},
+        {"unwrap in.png -o o.png --center 1", 2, "--center: 1 is no X,Y"},
+        {"unwrap in.png -o o.png --radius 0x10", 2, "--radius: 0x10 is no R or RX,RY in pixels"},
+        {"unwrap in.png -o o.png --radius 5,0", 2, "--radius: 5,0 is no R or RX,RY"},
+        {"unwrap in.png -o o.png --angle inf", 2, "--angle: inf is no finite number of degrees"},
+        {"unwrap in.png -o o.png --arc 361", 2, "--arc: 361 is no number of degrees above 0 to 3"},
+        {"unwrap in.png -o o.png --arc 0", 2, "--arc: 0 is no number of degrees above 0 to 360"},
+        {"unwrap in.png -o o.png --amount nan", 2, "--amount: nan is no number from 0 to 1"},
+        {"unwrap in.png -o o.png --scale log", 2, "--scale log needs an --inner-radius above 0"},
+        {"wrap in.png -o o.png --size 9x9 --inner-radius 5", 2,
+         "--inner-radius 5; 0 to below the radius, which is 4.5, is accepted"},
+        {"unwrap in.png -o o.png --inner-radius 8", 1, "in.png: --inner-radius 8; 0 to below"},
+        {"unwrap in.png -o o.png --circle --radius 3", 2, "--radius excludes --circle"},
+        {"unwrap in.png -o o.png --plugin none --region 1x1 --angle 0", 2,
+         "--angle cannot be had with --plugin; a module takes --source, --region and --sampling"},
         {"unwrap in.png -o o.png --plugin none", 1, "/none: cannot be loaded: "},
         {"unwrap in.png -o o.png --source 8x8+0+0junk", 2, "--source: 8x8+0+0junk is no WxH+X+Y"},
         {"unwrap in.png in.png -o o.png", 2, "o.png does not end in '/'"},
@@ -62,7 +80,8 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap in.png --regoin 1x1", 2, "--regoin is not expected; did you mean --region?"},
         {"unwrap in.png --jobs=4", 2, "--jobs=4 is not expected; did you mean --threads?"},
         {"unwrap --input in.png", 2, "--input is not expected; inputs are named without an option"},
-        {"unwrap in.png --reverse", 2, "--reverse is not expected; polar --help"},
+        {"unwrap in.png --reverse", 2, "--reverse is not expected; did you mean --direction?"},
+        {"unwrap in.png --sideways", 2, "--sideways is not expected; polar --help"},
         {"compare in.png --crop 1x1", 2, "--crop is not expected; polar --help"},
         {"help warp", 2, "warp is not expected; did you mean wrap?"},
     };
@@ -161,7 +180,8 @@ TEST_F(Cli, LittleMemoryGivesOneLine) {
         "for k in $(seq 100000 20000 4000000); do (ulimit -v $k; polar info) && break; done";
     const std::string kilobytes = shell("{ " + enough + "; } >/dev/null 2>&1; echo $k").out;
     for (const std::string beside : {"50000", "150000"})
-        runBadly("wrap in.tif -o o.tif", 1, "in.tif: not enough memory",
+        runBadly("wrap in.tif -o o.tif --source 4000x3999", 1,
+                 "in.tif: not enough memory for 4000x4000 to 4000x3999",
                  "ulimit -v $((" + kilobytes + " + " + beside + "));");
 }
 
@@ -391,6 +411,9 @@ TEST_F(Cli, TellsAboutItselfAndTheModule) {
         {"bash -c '. " POLAR_COMPLETION "; COMP_WORDS=(polar wrap --depth u); COMP_CWORD=3; _polar;"
          "echo ${COMPREPLY[@]}'",
          {"uint8 uint10 uint12 uint16\n"}},
+        {"bash -c '. " POLAR_COMPLETION "; COMP_WORDS=(polar wrap --scale s); COMP_CWORD=3; _polar;"
+         "echo ${COMPREPLY[@]}'",
+         {"sqrt square\n"}},
     };
     for (const auto& [command, fragments] : cases) {
         const Outcome outcome = shell(command);

@@ -6,10 +6,9 @@ _polar() {
         words="unwrap wrap compare info help --help --version"
     elif [ "$command" = help ]; then
         words="unwrap wrap compare info"
-    elif [[ $before == --sampling || $before == --format || $before == --depth \
-        || $before == --alpha ]]; then
-        words=$(polar "$command" --help 2>/dev/null |
-            sed -n "s/^ *$before \([^= ]*\).*/\1/p" | tr '|' ' ')
+    elif [[ $before == --* ]] && words=$(polar "$command" --help 2>/dev/null |
+        sed -n "s/^ *$before \([a-z0-9]*|[a-z0-9|]*\).*/\1/p" | tr '|' ' ') && [ "$words" ]; then
+        :
     elif [[ $word == -* ]]; then
         words=$(polar "$command" --help 2>/dev/null | grep -oE '^ +(-[a-z],?)?(--[a-z-]+)?' | tr ',' ' ')
     else
