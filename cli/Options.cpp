@@ -13,7 +13,8 @@ namespace cli {
 
 namespace {
 
-constexpr const char* examples = R"(polar unwrap planet.png -o panorama.png
+constexpr const char* examples = R"(polar wrap panorama.png --ground bottom -o planet.png
+polar unwrap donut.png --radius 430 --inner-radius 90 -o strip.png
 polar wrap shot.%04d.exr -o planet.%04d.exr --frames 1001-1100
 polar compare planet.%04d.exr farm/planet.%04d.exr --tolerance 0.001
 

@@ -1,5 +1,5 @@
 // Draws a landscape at dusk whose left and right edges meet, to be wrapped into a little planet by
-// "Rectangular to Polar...". Usage: draw_panorama OUTPUT.png
+// `polar wrap --ground bottom`. Usage: draw_panorama OUTPUT.png
 #include <OpenImageIO/imageio.h>
 
 #include <algorithm>
@@ -48,7 +48,7 @@ class Canvas {
   public:
     void blend(int x, int y, Colour colour, double coverage) {
         if (y < 0 || y >= kSize) return;
-        Colour& pixel = pixels_[std::size_t(y) * kSize + std::size_t(x & (kSize - 1))];
+        Colour& pixel = pixels_[std::size_t(kSize - 1 - y) * kSize + std::size_t(x & (kSize - 1))];
         pixel = mix(pixel, colour, coverage);
     }
 
@@ -75,8 +75,6 @@ class Canvas {
         });
     }
 
-    // The landscape is stored standing on its head, lowest row first: the wrap puts the first row
-    // at the centre, so the ground becomes the planet and whatever stands on it points outward.
     bool write(const char* path) const {
         OIIO::ImageSpec spec(kSize, kSize, 3, OIIO::TypeDesc::UINT8);
         spec.attribute("png:compressionLevel", 9);
@@ -86,6 +84,7 @@ class Canvas {
     }
 
   private:
+    // The highest row first.
     std::vector<Colour> pixels_ = std::vector<Colour>(std::size_t(kSize) * kSize);
 };
 
