@@ -125,10 +125,11 @@ void checkWarp(hosting::Filter filter, const WarpSettings& settings) {
 
 std::string toText(const Warp& warp) {
     const polar_circle& circle = warp.circle;
-    return format("result {}x{}, centre {},{}, radii {},{}, from {} of them, ", warp.result.width,
+    return format("result {}x{}, centre {},{}, radii {},{}, ", warp.result.width,
                   warp.result.height, circle.center_x, circle.center_y, circle.radius_x,
-                  circle.radius_y, circle.inner) +
-           format("from {} over {} degrees {}", circle.start_turns * 360, circle.turns * 360,
+                  circle.radius_y) +
+           format("inner radius {}, angle {}, arc {} {}", circle.inner * circle.radius_x,
+                  circle.start_turns * 360, circle.turns * 360,
                   circle.clockwise != 0 ? "cw" : "ccw");
 }
 
