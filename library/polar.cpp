@@ -126,12 +126,12 @@ class Call {
     int takeOptions(const polar_options& options) {
         if (options.direction != POLAR_UNWRAP && options.direction != POLAR_WRAP)
             return POLAR_BAD_OPTION;
-        if (options.sampling != POLAR_BILINEAR && options.sampling != POLAR_NEAREST)
+        if (options.sampling < POLAR_BILINEAR || options.sampling > POLAR_AREA)
             return POLAR_BAD_OPTION;
         if (options.threads < 0) return POLAR_BAD_OPTION;
         for (const float component : options.background)
             if (!std::isfinite(component)) return POLAR_BAD_OPTION;
-        sampling_ = options.sampling == POLAR_NEAREST ? Sampling::nearest : Sampling::bilinear;
+        sampling_ = static_cast<Sampling>(options.sampling);
         threads_ = options.threads;
         std::copy(std::begin(options.background), std::end(options.background), background_);
         progress_ = {options.progress, options.user};
@@ -143,7 +143,7 @@ class Call {
     void chooseConversion() {
         if (in_.alpha == Alpha::opaque)
             conversion_ = &in_.client->opaque;
-        else if (in_.alpha == Alpha::premultiplied && sampling_ == Sampling::bilinear)
+        else if (in_.alpha == Alpha::premultiplied && sampling_ != Sampling::nearest)
             conversion_ = &in_.client->premultiplied;
     }
 

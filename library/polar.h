@@ -100,7 +100,11 @@ typedef struct polar_circle {
 } polar_circle;
 
 enum { POLAR_UNWRAP = 0, POLAR_WRAP = 1 };
-enum { POLAR_BILINEAR = 0, POLAR_NEAREST = 1 };
+/* How colours are taken from the source: at a point, from the four pixels around it weighted by
+ * their alpha, or from the nearest one; or from all that an output pixel covers, likewise weighted.
+ * Where that is no more than a pixel, POLAR_AREA is POLAR_BILINEAR; elsewhere it takes longer and
+ * leaves no steps in thin lines and no moire. */
+enum { POLAR_BILINEAR = 0, POLAR_NEAREST = 1, POLAR_AREA = 2 };
 
 /* What rows are proportional to, from the first one's to the last one's: the distance from the
  * centre, its logarithm (then polar_circle.inner is above 0), its root, or its square, which gives
@@ -112,7 +116,7 @@ typedef struct polar_options {
                     count, those after it are not looked at */
     int32_t direction; /* POLAR_UNWRAP: a round picture becomes a panorama, columns its angles and
                           rows its distances from the centre. POLAR_WRAP: the reverse */
-    int32_t sampling;  /* POLAR_BILINEAR: four pixels weighted by their alpha; POLAR_NEAREST */
+    int32_t sampling;  /* POLAR_BILINEAR ... */
     int32_t threads;   /* at most so many work on the call, the caller's one among them; 0: one for
                           each processor. The pixels do not depend on it */
     float background[3];      /* what opaque pictures show beside their source; 1.0 is the largest

@@ -4,7 +4,10 @@
 
 namespace polar {
 
-constexpr InstructionSet plainPath{"plain", [] { return true; }, nullptr, nullptr};
+void renderAreasPlainly(const Job& job, QzLong firstRow, QzLong rows);
+
+constexpr InstructionSet plainPath{"plain", [] { return true; }, nullptr, renderAreasPlainly,
+                                   nullptr};
 
 // The list: a new set is one unit (as render/batch_avx2.cpp) and one line.
 #if defined(__x86_64__) && UINTPTR_MAX == UINT64_MAX

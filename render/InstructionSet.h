@@ -11,7 +11,7 @@ namespace polar {
 struct Job;
 
 // Instructions that compute several pixels at a time, with the plain path's bits. The plain path
-// (render/Plan.cpp) is the reference and the one set that has no functions here.
+// (render/Plan.cpp, render/Area.cpp) is the reference; of these functions it has renderAreas alone.
 struct InstructionSet {
     const char* name;
     // Whether this processor has them and the system saves their registers.
@@ -20,6 +20,8 @@ struct InstructionSet {
     // because the last bits of the arctangent or of a mean decide them, their neighbours can hardly
     // be seen, or only some of these are inside.
     std::int64_t (*render)(const Job& job, QzLong firstRow, QzLong rows);
+    // The same for Sampling::area, which leaves nothing open; of all sets.
+    void (*renderAreas)(const Job& job, QzLong firstRow, QzLong rows);
     // 8 approximate arctangents: angles[i] is that of (x[i], y[i]).
     void (*arctangents)(const double* y, const double* x, double* angles);
 };

@@ -9,7 +9,7 @@
 
 namespace polar {
 
-enum class Sampling { bilinear, nearest };
+enum class Sampling { bilinear, nearest, area };
 
 // Pixels in memory. A view: the memory stays its owner's.
 struct Image {
@@ -54,6 +54,11 @@ struct Job {
     // Renders the pixel of column `column`, at offset `offset` (wrapping), of the row at `v` to
     // `out`, as the plain path does.
     void (*renderPixel)(const Job& job, double v, QzLong column, double offset, void* out);
+
+    // Area sampling: whether batches may sample bilinearly what it leaves to that; and renders one
+    // such pixel of the output, in any geometry, as the plain path does.
+    bool hasBatches;
+    void (*renderBilinear)(const Job& job, double v, QzLong column, QzLong row, double offset);
 };
 
 }  // namespace polar

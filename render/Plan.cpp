@@ -58,6 +58,18 @@ void renderPixel(const Job& job, double v, QzLong column, double offset, void* o
            static_cast<typename Buffer::Pixel*>(out), job.sampling == Sampling::bilinear);
 }
 
+template <class Buffer, class Map>
+void renderBilinear(const Job& job, double v, QzLong column, QzLong row, double offset) {
+    const Geometry& geometry = job.geometry;
+    Point at = typename Map::Row(job, v, column, offset).next();
+    if (!geometry.movement.isWhole()) at = geometry.movement.moved(at, column, row);
+    const Buffer output(job.output.pixels, job.output.rowBytes);
+    sample(
+        at, geometry, Buffer(job.input.pixels, job.input.rowBytes),
+        output.at(std::int64_t{geometry.region.x} + column, std::int64_t{geometry.region.y} + row),
+        1);
+}
+
 bool areRowsIndependent(const Job& job, std::int64_t pixelBytes) {
     const Rect& region = job.geometry.region;
     const QzInside inside(job.geometry.bounds);
@@ -106,7 +118,8 @@ bool isForBatches(const Geometry& geometry) {
 // What the batches want to know beside the geometry. Whether they can do the job: they read four
 // pixels at a time, and compute offsets in doubles.
 bool prepareBatches(Job& job) {
-    if (!isForBatches(job.geometry)) return false;
+    job.hasBatches = isForBatches(job.geometry);
+    if (!job.hasBatches && job.sampling != Sampling::area) return false;
     const QzInside inside(job.geometry.bounds);
     job.left = inside.left();
     job.top = inside.top();
@@ -155,9 +168,10 @@ Plan::Plan(unsigned format, const Geometry& geometry, const Image& input, const 
         visitFormat(format, [&]<class Buffer>() {
             rowsIndependent_ = areRowsIndependent(job_, sizeof(typename Buffer::Pixel));
             job_.renderPixel = renderPixel<Buffer, Map>;
+            job_.renderBilinear = renderBilinear<Buffer, Map>;
         });
     });
-    if (!rowsIndependent_ || instructions.render == nullptr || !prepareBatches(job_)) return;
+    if (!prepareBatches(job_) || !rowsIndependent_ || instructions.render == nullptr) return;
     boundErrors(job_);
     instructions_ = &instructions;
 }
@@ -186,6 +200,10 @@ std::int64_t Plan::renderTo(const Image& band, QzLong firstRow, QzLong rows) con
 std::int64_t Plan::render(const Job& job, QzLong firstRow, QzLong rows) const noexcept {
     if (job.geometry.isEmpty() || rows <= 0) return 0;
     const RoundToNearest rounding;
+    if (job.sampling == Sampling::area) {
+        instructions_->renderAreas(job, firstRow, rows);
+        return 0;
+    }
     if (instructions_->render != nullptr) return instructions_->render(job, firstRow, rows);
     visitMapping(job.geometry.mapping, [&]<class Map>() {
         visitFormat(job.format,

@@ -11,6 +11,7 @@
 #pragma once
 
 #include "pixels/QzBuffer.h"
+#include "render/area_batch.h"
 #include "render/chunk_batch.h"
 #include "render/sampler_batch.h"
 
@@ -36,6 +37,43 @@ std::int64_t renderBatches(const Job& job, QzLong firstRow, QzLong rows) {
             with.template operator()<Mapping::wrap>();
     });
     return redone;
+}
+
+// Bilinear sampling of what area sampling leaves to it, whole chunks where batches know them.
+template <class Lanes, class Pixel, Mapping mapping>
+class BatchedChunks {
+  public:
+    explicit BatchedChunks(const Job& job) : job_(bilinear(job)), renderer_(job_), plain_(job_) {}
+
+    template <class Chunk>
+    void render(const Chunk& chunk, const std::uint32_t* pixels) {
+        if (job_.hasBatches)
+            renderer_.renderNow(chunk.left, chunk.width, chunk.top, chunk.vs, chunk.height,
+                                chunk.offset);
+        else
+            plain_.render(chunk, pixels);
+    }
+
+  private:
+    static Job bilinear(Job job) {
+        job.sampling = Sampling::bilinear;
+        job.isStreamed = false;
+        return job;
+    }
+
+    const Job job_;
+    Renderer<Lanes, Pixel, mapping, Bilinear<Lanes, Pixel, mapping>> renderer_;
+    PlainChunks<mapping> plain_;
+};
+
+template <class Target>
+void renderAreas(const Job& job, QzLong firstRow, QzLong rows) {
+    using Exact = Lanes<Unfused<Target>>;
+    visitArea(job, [&]<class Pixel, Mapping mapping>() {
+        AreaRenderer<Exact, Pixel, mapping, AreaPixels<Exact, Pixel>,
+                     BatchedChunks<Lanes<Target>, Pixel, mapping>>(job)
+            .render(firstRow, rows);
+    });
 }
 
 }  // namespace

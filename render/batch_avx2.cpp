@@ -70,7 +70,7 @@ struct Avx2 {
 }  // namespace
 
 extern const InstructionSet avx2;
-constexpr InstructionSet avx2{"AVX2", isSupported, renderBatches<Lanes<Avx2>>,
+constexpr InstructionSet avx2{"AVX2", isSupported, renderBatches<Lanes<Avx2>>, renderAreas<Avx2>,
                               arctangents<Lanes<Avx2>>};
 
 }  // namespace polar

@@ -84,7 +84,7 @@ struct Avx512 {
 
 extern const InstructionSet avx512;
 constexpr InstructionSet avx512{"AVX-512", isSupported, renderBatches<Lanes<Avx512>>,
-                                arctangents<Lanes<Avx512>>};
+                                renderAreas<Avx512>, arctangents<Lanes<Avx512>>};
 
 }  // namespace polar
 

@@ -46,6 +46,6 @@ struct Neon {
 
 extern const InstructionSet neon;
 constexpr InstructionSet neon{"NEON", [] { return true; }, renderBatches<Lanes<Neon>>,
-                              arctangents<Lanes<Neon>>};
+                              renderAreas<Neon>, arctangents<Lanes<Neon>>};
 
 }  // namespace polar

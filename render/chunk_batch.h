@@ -55,6 +55,14 @@ class Renderer {
         return redone_;
     }
 
+    // A part of a block, whose rows are known by `vs`.
+    void renderNow(std::int64_t left, int width, std::int64_t top, const double* vs, int height,
+                   double offset) {
+        renderBlock(left, width, top, vs, height, offset);
+        if (pending_ != nullptr) mix(*pending_);
+        pending_ = nullptr;
+    }
+
   private:
     using Bits = std::uint32_t;  // one for each column of a block
     static constexpr std::int64_t pixelBytes = sizeof(Pixel);

@@ -39,7 +39,7 @@ void anyCall(std::span<const unsigned char> bytes) {
     polar_circle circle = anyCircle(draw);
     polar_options options{};
     options.direction = std::int32_t(draw.upTo(2));
-    options.sampling = std::int32_t(draw.upTo(2));
+    options.sampling = std::int32_t(draw.upTo(3));
     if (draw.upTo(2) == 0) options.source = &source;
     if (draw.upTo(2) == 0) options.whole = &whole;
     if (draw.upTo(2) == 0) options.circle = &circle;
