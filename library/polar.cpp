@@ -97,7 +97,8 @@ bool copy(const polar_options& given, polar_options& known) {
 // What is left to do once all is checked.
 class Call {
   public:
-    explicit Call(const InstructionSet& instructions) : instructions_(instructions) {}
+    Call(const InstructionSet& instructions, const Threads& threads)
+        : instructions_(instructions), threads_(threads) {}
 
     int prepare(const polar_image* input, const polar_image* output, const polar_options& options) {
         for (const int status : {check(input, in_), check(output, out_)})
@@ -132,7 +133,7 @@ class Call {
         for (const float component : options.background)
             if (!std::isfinite(component)) return POLAR_BAD_OPTION;
         sampling_ = static_cast<Sampling>(options.sampling);
-        threads_ = options.threads;
+        wantedThreads_ = options.threads;
         std::copy(std::begin(options.background), std::end(options.background), background_);
         progress_ = {options.progress, options.user};
         chooseConversion();
@@ -180,13 +181,14 @@ class Call {
     }
 
     unsigned threads() const {
-        return usefulThreads(threads_, std::int64_t{out_.size.width} * out_.size.height);
+        return usefulThreads(threads_, wantedThreads_,
+                             std::int64_t{out_.size.width} * out_.size.height);
     }
 
     bool renderStraight(const Geometry& geometry, const Tables& tables) const {
         const Plan plan(in_.client->format, geometry, in_.image, out_.image, sampling_, tables,
                         instructions_);
-        return runBands(out_.size.height, threads(), progress_,
+        return runBands(threads_, out_.size.height, threads(), progress_,
                         [&](unsigned, std::int64_t first, std::int64_t count) {
                             plan.render(static_cast<QzLong>(first), static_cast<QzLong>(count));
                         });
@@ -205,9 +207,10 @@ class Call {
         const auto copy = allocate(partRowBytes, static_cast<std::size_t>(part.height));
         const auto strips = allocate(stripRowBytes * static_cast<std::size_t>(stripRows), count);
 
-        runBands(part.height, count, {}, [&](unsigned, std::int64_t first, std::int64_t rows) {
-            loadRows(part, first, rows, copy.get(), partRowBytes);
-        });
+        runBands(threads_, part.height, count, {},
+                 [&](unsigned, std::int64_t first, std::int64_t rows) {
+                     loadRows(part, first, rows, copy.get(), partRowBytes);
+                 });
         // The copy keeps the coordinates of the original, whose pixel (0, 0) it may lack.
         // NOLINTNEXTLINE(performance-no-int-to-ptr)
         const Image input{reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(copy.get()) -
@@ -218,7 +221,7 @@ class Call {
         const Plan plan(conversion_->format, geometry, input, {nullptr, strip.rowBytes}, sampling_,
                         tables, instructions_);
         return runBands(
-            out_.size.height, count, progress_,
+            threads_, out_.size.height, count, progress_,
             [&](unsigned thread, std::int64_t first, std::int64_t rows) {
                 Image own = strip;
                 own.pixels =
@@ -260,10 +263,11 @@ class Call {
     }
 
     const InstructionSet& instructions_;
+    const Threads& threads_;
     Picture in_{}, out_{};
     const Conversion* conversion_ = nullptr;
     Sampling sampling_ = Sampling::bilinear;
-    int threads_ = 0;
+    int wantedThreads_ = 0;
     float background_[3] = {};
     Progress progress_;
     Request request_{};
@@ -271,10 +275,10 @@ class Call {
 
 }  // namespace
 
-int renderWith(const InstructionSet& instructions, const polar_image* input,
+int renderWith(const InstructionSet& instructions, const Threads& threads, const polar_image* input,
                const polar_image* output, const polar_options* options) {
     try {
-        Call call(instructions);
+        Call call(instructions, threads);
         polar_options known{};
         if (options != nullptr && !copy(*options, known)) return POLAR_BAD_OPTION;
         const int status = call.prepare(input, output, known);
@@ -285,11 +289,6 @@ int renderWith(const InstructionSet& instructions, const polar_image* input,
 }
 
 }  // namespace polar
-
-int polar_render(const polar_image* input, const polar_image* output,
-                 const polar_options* options) {
-    return polar::renderWith(polar::bestInstructionSet(), input, output, options);
-}
 
 const char* polar_status_text(int status) {
     switch (status) {
