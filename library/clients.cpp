@@ -79,6 +79,11 @@ void storeOpaque(const void* from, std::size_t count, const float* background, v
     }
 }
 
+template <class Pixel>
+void storeSame(const void* from, std::size_t count, const float*, void* to) {
+    std::memcpy(to, from, count * sizeof(Pixel));
+}
+
 using FloatPixel = QzBufferRGBAFloat::Pixel;
 
 template <class Pixel>
@@ -123,13 +128,14 @@ constexpr Client withAlpha() {
             sizeof(Pixel),
             opaqueIn<Pixel, Buffer>(),
             {QzBitmapTypeRGBAFloat, sizeof(FloatPixel), loadPremultiplied<Pixel>,
-             storePremultiplied<Pixel>}};
+             storePremultiplied<Pixel>},
+            {Buffer::bitmapType, sizeof(Pixel), loadOpaque<Pixel, Pixel>, storeSame<Pixel>}};
 }
 
 template <class Buffer, std::size_t channels>
 constexpr Client withoutAlpha(int code) {
     using Pixel = OpaquePixel<typename Buffer::Pixel, channels>;
-    return {code, 0, sizeof(Pixel), opaqueIn<Pixel, Buffer>(), {}};
+    return {code, 0, sizeof(Pixel), opaqueIn<Pixel, Buffer>(), {}, {}};
 }
 
 constexpr Client withoutAlphas[] = {

@@ -24,7 +24,8 @@ struct Client {
     unsigned format;  // the QzBitmapType of the same pixels, or 0
     std::size_t pixelBytes;
     Conversion opaque;
-    Conversion premultiplied;  // of formats with alpha alone
+    // Of formats with alpha alone; the second one is for opaque inputs and straight outputs.
+    Conversion premultiplied, opaqueToStraight;
 };
 
 // Null where there is no such format.

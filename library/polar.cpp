@@ -103,7 +103,8 @@ class Call {
     int prepare(const polar_image* input, const polar_image* output, const polar_options& options) {
         for (const int status : {check(input, in_), check(output, out_)})
             if (status != POLAR_OK) return status;
-        if (in_.client != out_.client || in_.alpha != out_.alpha) return POLAR_BAD_FORMAT;
+        if (in_.client != out_.client || (in_.alpha != out_.alpha && !getsAlpha()))
+            return POLAR_BAD_FORMAT;
         if (const int status = takeOptions(options); status != POLAR_OK) return status;
         const auto pixelBytes = static_cast<std::int64_t>(out_.client->pixelBytes);
         if (in_.bytes.overlap(out_.bytes) ||
@@ -140,9 +141,15 @@ class Call {
         return takeGeometry(options);
     }
 
+    bool getsAlpha() const {
+        return in_.alpha == Alpha::opaque && out_.alpha == Alpha::straight;
+    }
+
     // A pixel that is copied may stay as it is, whatever its alpha says.
     void chooseConversion() {
-        if (in_.alpha == Alpha::opaque)
+        if (getsAlpha())
+            conversion_ = &in_.client->opaqueToStraight;
+        else if (in_.alpha == Alpha::opaque)
             conversion_ = &in_.client->opaque;
         else if (in_.alpha == Alpha::premultiplied && sampling_ != Sampling::nearest)
             conversion_ = &in_.client->premultiplied;

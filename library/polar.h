@@ -31,7 +31,7 @@ enum {
     POLAR_CANCELLED = 1,    /* `progress` asked for it; part of the output is written */
     POLAR_NULL_POINTER = 2, /* an image, its pixels or its record is null */
     POLAR_BAD_SIZE = 3,     /* a width or height below 1, or rows beyond the address space */
-    POLAR_BAD_FORMAT = 4,   /* an unknown format or kind of alpha, or two that differ */
+    POLAR_BAD_FORMAT = 4,   /* an unknown format or kind of alpha, or two that do not fit */
     POLAR_BAD_OPTION = 5,   /* an option outside its range */
     POLAR_BAD_GEOMETRY = 6, /* a circle outside its range, or no numbers in it */
     POLAR_OVERLAP = 7,      /* what lies between an image's first and last byte is shared with the
@@ -142,7 +142,8 @@ typedef struct polar_options {
 } polar_options;
 
 /* Renders `input` into all of `output`, two images of one format and one kind of alpha that share
- * no memory. `options` null means all defaults. On every status but POLAR_OK and POLAR_CANCELLED
+ * no memory; of an opaque input the output may be straight, and is transparent where it shows
+ * nothing. `options` null means all defaults. On every status but POLAR_OK and POLAR_CANCELLED
  * the output is as it was.
  *
  * Memory: two doubles for each output column. Grey, RGB, opaque and, unless sampling is
