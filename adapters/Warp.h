@@ -1,0 +1,29 @@
+// What the effects of every host let their users set, and how the library renders it.
+#pragma once
+
+#include "library/polar.h"
+
+namespace adapters {
+
+// Which way the panorama's columns go around, from left to right. Automatic mirrors nothing.
+enum class Turn { automatic, clockwise, counterclockwise };
+
+// As it stands: the pixels that libpolar gives without a circle. Places and lengths are fractions
+// of the round picture, so that smaller copies of pictures need no correction.
+struct Warp {
+    int direction = POLAR_UNWRAP;
+    int sampling = POLAR_BILINEAR;
+    double amount = 1;  // 0, the picture itself, to 1
+    double angle = 0;   // where the panorama begins, in turns clockwise from straight up; any
+    Turn turn = Turn::automatic;          // where it goes from there
+    bool groundBottom = false;            // its last row lies in the centre, not its first one
+    bool circle = false;                  // instead of an ellipse of the picture's shape
+    double centreX = 0.5, centreY = 0.5;  // from the left and from the top
+    double radius = 1;  // 1 is the largest circle or ellipse that fits into the picture; above 0
+    double inner = 0;   // of the radius: where the panorama's first row lies; 0 to below 1
+};
+
+// Renders on up to `threads` threads (0: one for each processor). As polar_render, which see.
+int render(const Warp& warp, const polar_image& input, const polar_image& output, int threads);
+
+}  // namespace adapters
