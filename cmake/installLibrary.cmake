@@ -3,9 +3,12 @@
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
+# All but the shared library serves development.
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
+
 install(TARGETS polar_shared polar_static EXPORT PolarTargets
-    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT library NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
 install(FILES "${PROJECT_SOURCE_DIR}/library/polar.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/host"
     DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/polar" FILES_MATCHING PATTERN *.h)
@@ -25,3 +28,5 @@ install(FILES "${PROJECT_BINARY_DIR}/PolarConfig.cmake" "${PROJECT_BINARY_DIR}/P
 string(REGEX REPLACE "[^/]+" ".." POLAR_PREFIX_OF_PC "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 configure_file("${CMAKE_CURRENT_LIST_DIR}/polar.pc.in" "${PROJECT_BINARY_DIR}/polar.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/polar.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME polar)
