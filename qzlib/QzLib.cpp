@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr std::size_t blockAlignment = 16;
-
 // Bytes of a bitmap's pixels; 0 where there is no such bitmap.
 std::size_t pixelBytes(QzLong width, QzLong height, QzBitmapType type) {
     std::uint64_t perPixel = 0;
@@ -27,10 +25,7 @@ std::size_t pixelBytes(QzLong width, QzLong height, QzBitmapType type) {
 }  // namespace
 
 void* AllocMemQz(QzULong size, QzULong /*flags*/) {
-    const std::size_t bytes = std::max<std::size_t>(size, 1);
-    if (bytes > std::numeric_limits<std::ptrdiff_t>::max()) return nullptr;
-    return std::aligned_alloc(blockAlignment,
-                              (bytes + blockAlignment - 1) / blockAlignment * blockAlignment);
+    return std::malloc(std::max<QzULong>(size, 1));
 }
 
 void FreeMemQz(void* block) { std::free(block); }

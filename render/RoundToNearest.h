@@ -14,12 +14,26 @@ class RoundToNearest {
     RoundToNearest() {
         std::fegetenv(&callers_);
         std::fesetenv(FE_DFL_ENV);
+#if defined(_WIN32)
+        set(0x1F80);
+#endif
     }
-    ~RoundToNearest() { std::fesetenv(&callers_); }
+    ~RoundToNearest() {
+        std::fesetenv(&callers_);
+#if defined(_WIN32)
+        set(control_);
+#endif
+    }
     RoundToNearest(const RoundToNearest&) = delete;
     RoundToNearest& operator=(const RoundToNearest&) = delete;
 
   private:
+#if defined(_WIN32)
+    // There, fesetenv() may forget the registers that doubles are computed in. Like that call, this
+    // one lets no memory be read before it.
+    static void set(unsigned control) { asm volatile("ldmxcsr %0" ::"m"(control) : "memory"); }
+    unsigned control_ = __builtin_ia32_stmxcsr();
+#endif
     std::fenv_t callers_;
 };
 

@@ -10,6 +10,7 @@
 #include "hosting/Instance.h"
 #include "pixels/QzBuffer.h"
 #include "tests/TestQzLib.h"
+#include "tests/platform.h"
 
 using QzRect = hosting::Rectangle;
 
@@ -27,13 +28,14 @@ Function exported(const char* name) {
 
 // Memory with an unmapped page before and after it; it touches the first or, `atEnd`, the second.
 struct GuardedMemory {
-    explicit GuardedMemory(std::size_t bytes, bool atEnd);
+    GuardedMemory(std::size_t bytes, bool atEnd)
+        : pages_(bytes), bytes_(bytes), begin_(atEnd ? pages_.end - bytes : pages_.begin) {}
     unsigned char* begin() const { return begin_; }
     unsigned char* end() const { return begin_ + bytes_; }
 
   private:
+    GuardedPages pages_;
     std::size_t bytes_;
-    std::unique_ptr<void, std::function<void(void*)>> map_;
     unsigned char* begin_;
 };
 

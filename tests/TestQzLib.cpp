@@ -2,10 +2,15 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <mutex>
+#include <thread>
 
 TestQzLib& TestQzLib::instance() {
-    static thread_local TestQzLib library;
-    return library;
+    // Not thread_local: Windows frees the memory of such objects before they are destroyed.
+    static std::map<std::thread::id, TestQzLib> libraries;
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
+    return libraries[std::this_thread::get_id()];
 }
 
 bool TestQzLib::log(Call call) {

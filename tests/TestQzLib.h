@@ -10,7 +10,7 @@
 
 #include "host/QzLib.h"
 
-struct TestQzLib {
+struct QZLIB_API TestQzLib {
     struct Call {
         std::string function;
         const void* block;  // handed out or given back

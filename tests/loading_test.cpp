@@ -1,8 +1,6 @@
 // Lives of instances: of any record, in many threads, of two modules that come and go.
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <future>
@@ -16,13 +14,13 @@ namespace {
 // A copy of the module's file, loaded; both gone with the object.
 struct ModuleCopy {
     explicit ModuleCopy(const std::string& name)
-        : file(testing::TempDir() + name + std::to_string(getpid()) + ".dylib") {
+        : file(testing::TempDir() + name + std::to_string(std::random_device{}()) + ".dylib") {
         std::filesystem::copy_file(POLAR_MODULE, file);
         module.emplace(file);
     }
     ~ModuleCopy() {
         module.reset();
-        EXPECT_EQ(dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "still loaded";
+        EXPECT_FALSE(isLoaded(file));
         std::filesystem::remove(file);
     }
 

@@ -1,0 +1,17 @@
+# Fails unless the file MODULE exports the names EXPORTS, sorted, and nothing else, and asks for no
+# library but the system's own and the host's. OBJDUMP is the target's tool.
+cmake_policy(VERSION 3.25)
+execute_process(COMMAND "${OBJDUMP}" -p "${MODULE}" OUTPUT_VARIABLE headers COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX REPLACE ".*Ordinal/Name Pointer\\] Table[^\n]*\n" "" table "${headers}")
+string(REGEX MATCHALL "\n?\t\\[ *[0-9]+\\] [A-Za-z_0-9]+" found "${table}")
+list(TRANSFORM found REPLACE "^.*\\] " "")
+if(NOT found STREQUAL EXPORTS)
+    message(SEND_ERROR "${MODULE} exports '${found}', not '${EXPORTS}'")
+endif()
+string(REGEX MATCHALL "DLL Name: [^\n]+" libraries "${headers}")
+foreach(library IN LISTS libraries)
+    string(REPLACE "DLL Name: " "" library "${library}")
+    if(NOT library MATCHES "^(KERNEL32|msvcrt|libQzLib)\\.dll$")
+        message(SEND_ERROR "${MODULE} needs ${library}")
+    endif()
+endforeach()
