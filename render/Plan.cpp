@@ -102,7 +102,7 @@ void findSizes(Job& job, bool mayStream) {
     job.isStreamed = mayStream && (isNearest || !isWrapping) && hasLines &&
                      job.output.rowBytes % 64 == 0 &&
                      bytes(job.geometry.region.height, job.output) > 0x1p22;
-    const double enough = !isNearest ? 0x1p20 : isWrapping ? 0x1p22 : 0x1.8p24;
+    const double enough = !isNearest ? 0x1p20 : isWrapping ? 0x1p21 : 0x1.8p24;
     job.isLarge = (isNearest && job.isStreamed) || read > enough;
 }
 
