@@ -16,9 +16,13 @@ namespace {
 struct Plain {
     static constexpr int count = 2;
     using Doubles = Vector<double, 2>;
+    using Floats = Vector<float, 4>;
 
     [[gnu::always_inline]] static Doubles sqrt(Doubles a) {
         return Doubles{std::sqrt(a[0]), std::sqrt(a[1])};
+    }
+    [[gnu::always_inline]] static Floats sqrt(Floats a) {
+        return Floats{std::sqrt(a[0]), std::sqrt(a[1]), std::sqrt(a[2]), std::sqrt(a[3])};
     }
     [[gnu::always_inline]] static Doubles floor(Doubles a) {
         return Doubles{std::floor(a[0]), std::floor(a[1])};

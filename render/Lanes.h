@@ -6,7 +6,8 @@
 //
 //   count              how many doubles a register holds: 2, 4 or 8
 //   fma(a, b, c)       a * b + c, rounded once; of doubles and of floats
-//   sqrt(a), floor(a)  of doubles
+//   sqrt(a)            of doubles and of floats
+//   floor(a)           of doubles
 //   widen(a)           `count` floats as doubles; not where count is 2
 //   join(a, b)         a register of two halves, of 64-bit words; 16 bytes are the least half
 //   bits(mask)         a bit for each element of a mask, of 64 bits or of 32

@@ -89,15 +89,13 @@ class AreaRenderer {
   private:
     using Chunk = AreaChunk<Map>;
 
-    // A batch of one row, of which `lanes` are to be rendered.
+    // A batch of one row.
     struct Batch {
         const Block& block;
         const Row& row;
         std::int64_t left;
         int first;
-        unsigned lanes;
         Footprint<Lanes> at[halves];
-        Spans<Lanes> spans[halves];
     };
 
     static constexpr unsigned allLanes = static_cast<unsigned>((std::uint64_t{1} << count) - 1);
@@ -129,32 +127,35 @@ class AreaRenderer {
     }
 
     [[gnu::noinline]] void renderBatch(const Chunk& chunk, int j, int i, unsigned lanes) const {
-        Batch batch{chunk.block, chunk.rows[j], chunk.left, i, lanes, {}, {}};
+        Batch batch{chunk.block, chunk.rows[j], chunk.left, i, {}};
         unsigned outside = 0, inRows = 0;
         for (int half = 0; half < halves; ++half) {
-            const int at = i + half * Lanes::count;
-            batch.at[half] =
-                footprints_.at(chunk.block, at, batch.row, static_cast<double>(chunk.left + at));
-            batch.spans[half] = footprints_.spans(chunk.block, at, batch.row);
-            const unsigned near = footprints_.nearOnes(chunk.block, at, batch.row);
-            outside |= (outsideOnes(batch.at[half]) & ~near) << (half * Lanes::count);
-            if constexpr (mapping == Mapping::wrap)
-                inRows |= (rowOnes(batch, half) & ~near) << (half * Lanes::count);
+            const int at = half * Lanes::count;
+            Footprint<Lanes>& f = batch.at[half];
+            f = footprints_.at(chunk.block, i + at, batch.row,
+                               static_cast<double>(chunk.left + i + at));
+            outside |= (outsideOnes(f) & ~f.near) << at;
+            if constexpr (mapping == Mapping::wrap) inRows |= (rowOnes(f) & ~f.near) << at;
         }
         unsigned char* const out = addressOf(chunk.left + i, chunk.top + j);
         const int width = chunk.width - i;
-        if (const unsigned empty = lanes & outside; empty != 0) {
-            write(out, Colours<Reals>{}, empty, width);
-            lanes &= ~empty;
-        }
-        if (lanes & inRows) write(out, sumRows(batch, lanes & inRows), lanes & inRows, width);
+        if (const unsigned those = lanes & outside; those != 0)
+            write(out, Colours<Reals>{}, those, width);
+        lanes &= ~outside;
+        if (const unsigned those = lanes & inRows; those != 0)
+            write(out, sumRows(batch, those), those, width);
         lanes &= ~inRows;
         if (lanes == 0) return;
-        const unsigned exact = lanes & exactOnes(batch);
-        if (lanes & ~exact)
-            write(out, sumGrid<false>(batch, lanes & ~exact), lanes & ~exact, width);
+        unsigned exact = 0;
+        for (int half = 0; half < halves; ++half) {
+            const int at = half * Lanes::count;
+            exact |= footprints_.needExact(batch.at[half], batch.block, i + at, batch.row) << at;
+        }
+        if (const unsigned those = lanes & ~exact; those != 0)
+            write(out, sumGrid<false>(batch, those), those, width);
         if constexpr (Map::hasExact)
-            if (exact != 0) write(out, sumGrid<true>(batch, exact), exact, width);
+            if (const unsigned those = lanes & exact; those != 0)
+                write(out, sumGrid<true>(batch, those), those, width);
     }
 
     unsigned char* addressOf(std::int64_t column, std::int64_t row) const {
@@ -179,140 +180,158 @@ class AreaRenderer {
         }
     }
 
-    // What they cover ends more than a pixel before the image begins, or behind its end.
-    [[gnu::always_inline]] unsigned outsideOnes(const Footprint<Lanes>& at) const {
-        const Doubles reach = at.reachY() + 2.0;
+    // Whether what they cover ends above the image, or begins below it.
+    [[gnu::always_inline]] unsigned outsideOnes(const Footprint<Lanes>& f) const {
+        const Doubles reach = f.reachY() + 2.0;
         const Bounds& bounds = source_.bounds();
-        return bitsOf<Lanes>((at.y + reach < bounds.top) | (at.y - reach > bounds.lastRow));
-    }
-    unsigned exactOnes(const Batch& batch) const {
-        unsigned lanes = 0;
-        if constexpr (Map::hasExact)
-            for (int half = 0; half < halves; ++half)
-                lanes |=
-                    footprints_.needExact(batch.block, batch.first + half * Lanes::count, batch.row)
-                    << (half * Lanes::count);
-        return lanes;
+        return bitsOf<Lanes>((f.y + reach < bounds.top) | (f.y - reach > bounds.lastRow));
     }
 
-    // Rows
-    // -----------------------------------------------------------------------------------------
+    // Numbers of a batch, as they are summed up.
+    [[gnu::always_inline]] static Reals joined(const Doubles (&parts)[halves]) {
+        if constexpr (halves == 1) {
+            return __builtin_convertvector(parts[0], Reals);
+        } else {
+            using Half = Vector<Real, Lanes::count>;
+            return joined(__builtin_convertvector(parts[0], Half),
+                          __builtin_convertvector(parts[1], Half),
+                          std::make_index_sequence<count>{});
+        }
+    }
+    template <class Half, std::size_t... i>
+    [[gnu::always_inline]] static Reals joined(Half low, Half high, std::index_sequence<i...>) {
+        return __builtin_shufflevector(low, high, i...);
+    }
+    static int largestOf(Doubles counts) {
+        double most = counts[0];
+        for (int i = 1; i < Lanes::count; ++i) most = std::max(most, counts[i]);
+        return static_cast<int>(most);
+    }
 
     // Pixels that cover several rows but not several columns: the weights of rows are those of a
     // bilinear sample, a tent, that is spread over the shadow of the pixel's square, which is a box
     // for either of its sides. Four boxes make piecewise cubics.
     struct RowSums {
-        alignas(64) std::uint64_t address[count];
-        alignas(64) double column[count], top[count];
-        alignas(64) Real fx[count], offset[count], wide[count], narrow[count], rows[count];
+        Doubles column[halves], top[halves];
+        Reals fx, offset, rows;
+        Reals wide, narrow;  // the boxes
+        int most;
     };
     static constexpr double mostRows = 128;
     // Of boxes narrower than this, or this part of the other, only the variance counts.
-    static constexpr double leastBox = 0.05, leastPart = 0x1p-5;
+    static constexpr Real leastBox = Real(0.05), leastPart = Real(0x1p-5);
 
-    [[gnu::always_inline]] unsigned rowOnes(const Batch& batch, int half) const {
-        const Spans<Lanes>& spans = batch.spans[half];
-        return bitsOf<Lanes>((spans.first <= narrowest) & (spans.second <= mostRows * mostRows));
-    }
-
-    template <class V>
-    [[gnu::always_inline]] static void put(Real* to, V value) {
-        store(to, __builtin_convertvector(value, Vector<Real, lengthOf<V>>));
+    [[gnu::always_inline]] static unsigned rowOnes(const Footprint<Lanes>& f) {
+        return bitsOf<Lanes>((f.spans.first <= narrowest) &
+                             (f.spans.second <= mostRows * mostRows));
     }
 
     Colours<Reals> sumRows(const Batch& batch, unsigned lanes) const {
         RowSums sums;
-        for (int half = 0; half < halves; ++half) prepareRows(batch, half, sums);
-        if (lanes != allLanes) {
-            const int one = std::countr_zero(lanes);
-            for (unsigned others = allLanes & ~lanes; others != 0; others &= others - 1) {
-                const int i = std::countr_zero(others);
-                sums.column[i] = sums.column[one];
-                sums.top[i] = sums.top[one];
-                sums.rows[i] = 0;
-            }
-        }
-        int rows = 0;
-        for (const Real each : sums.rows) rows = std::max(rows, static_cast<int>(each));
+        prepareRows(batch, lanes, sums);
+        alignas(64) std::uint64_t addresses[count];
         unsigned inside = source_.hasAddresses() ? every : 0;
         const Bounds& bounds = source_.bounds();
-        for (int i = 0; i < count; i += Lanes::count) {
-            const auto column = load<Doubles>(sums.column + i), top = load<Doubles>(sums.top + i);
-            inside &= bitsOf<Lanes>((column >= bounds.left) & (column < bounds.lastColumn) &
-                                    (top >= bounds.top) & (top + (rows - 1.0) <= bounds.lastRow));
-            store(sums.address + i, source_.addressOf(column, top));
+        for (int half = 0; half < halves; ++half) {
+            const unsigned asked = lanes >> (half * Lanes::count) & every;
+            const auto isAsked = maskOf<Lanes>(asked);
+            const auto fits = (sums.column[half] >= bounds.left) &
+                              (sums.column[half] < bounds.lastColumn) &
+                              (sums.top[half] >= bounds.top) &
+                              (sums.top[half] + (sums.most - 1.0) <= bounds.lastRow);
+            inside &= bitsOf<Lanes>(fits) | ~asked;
+            // The others read pixels that are there.
+            store(addresses + half * Lanes::count,
+                  source_.addressOf(isAsked ? sums.column[half] : all<Doubles>(bounds.left),
+                                    isAsked ? sums.top[half] : all<Doubles>(bounds.top)));
         }
-        return inside == every ? addRows<true>(sums, rows) : addRows<false>(sums, rows);
+        return (inside & every) == every ? addRows<true>(sums, addresses)
+                                         : addRows<false>(sums, addresses);
     }
 
-    [[gnu::always_inline]] void prepareRows(const Batch& batch, int half, RowSums& sums) const {
-        const int at = half * Lanes::count;
-        const Footprint<Lanes>& f = batch.at[half];
-        const Doubles span = batch.spans[half].second;
-        const Doubles narrowing = Lanes::Target::sqrt((span - 1.0) / span);
-        const Doubles a = magnitude(f.ys) * narrowing, b = magnitude(f.yt) * narrowing;
-        const Doubles most = larger(a, b);
-        const Doubles narrow =
-            larger(smaller(a, b), larger(most * leastPart, all<Doubles>(leastBox)));
-        const Doubles rest = squared(a) + squared(b) - squared(narrow);
-        const Doubles wide = Lanes::Target::sqrt(larger(rest, all<Doubles>(leastBox * leastBox)));
-        const Doubles reach = (wide + narrow) * 0.5 + 1.0;
-        const Doubles top = -Lanes::Target::floor(reach - f.y);
-        const Doubles column = Lanes::Target::floor(f.x);
-        store(sums.column + at, column);
-        store(sums.top + at, top);
-        put(sums.fx + at, f.x - column);
-        put(sums.offset + at, top - f.y);
-        put(sums.wide + at, wide);
-        put(sums.narrow + at, narrow);
-        put(sums.rows + at, Lanes::Target::floor(f.y + reach) - top + 1.0);
+    [[gnu::always_inline]] void prepareRows(const Batch& batch, unsigned lanes,
+                                            RowSums& sums) const {
+        Doubles fx[halves], offset[halves], rows[halves], s[halves], t[halves], span[halves];
+        Doubles most = all<Doubles>(1.0);
+        for (int half = 0; half < halves; ++half) {
+            const Footprint<Lanes>& f = batch.at[half];
+            // No less than weights reach: boxes are narrowed, or the least.
+            const Doubles reach = f.reachY() + 1.05;
+            const Doubles top = -Lanes::Target::floor(reach - f.y);
+            const Doubles column = Lanes::Target::floor(f.x);
+            const auto isAsked = maskOf<Lanes>(lanes >> (half * Lanes::count) & every);
+            rows[half] = isAsked ? Lanes::Target::floor(f.y + reach) - top + 1.0 : Doubles{};
+            most = larger(most, rows[half]);
+            sums.column[half] = column;
+            sums.top[half] = top;
+            fx[half] = f.x - column;
+            offset[half] = top - f.y;
+            s[half] = f.ys;
+            t[half] = f.yt;
+            span[half] = f.spans.second;
+        }
+        sums.fx = joined(fx);
+        sums.offset = joined(offset);
+        sums.rows = joined(rows);
+        sums.most = largestOf(most);
+        const Reals squares = joined(span);
+        const Reals narrowing = Lanes::Target::sqrt((squares - Real{1}) / squares);
+        const Reals a = magnitude(joined(s)) * narrowing, b = magnitude(joined(t)) * narrowing;
+        sums.narrow = larger(smaller(a, b), larger(larger(a, b) * leastPart, all<Reals>(leastBox)));
+        sums.wide = Lanes::Target::sqrt(larger(squared(a) + squared(b) - squared(sums.narrow),
+                                               all<Reals>(leastBox * leastBox)));
     }
 
     template <bool isInside>
-    [[gnu::noinline]] Colours<Reals> addRows(RowSums& given, int rows) const {
+    [[gnu::noinline]] Colours<Reals> addRows(const RowSums& given,
+                                             const std::uint64_t* addresses) const {
         const std::int64_t rowBytes = job_.input.rowBytes;
-        const auto fx = load<Reals>(given.fx), offset = load<Reals>(given.offset);
-        const auto wide = load<Reals>(given.wide), narrow = load<Reals>(given.narrow);
-        const auto own = load<Reals>(given.rows);
-        const Reals sum = (wide + narrow) * Real{0.5}, difference = (wide - narrow) * Real{0.5};
-        const Reals scale = Real{1} / (Real{12} * wide * narrow);
-        const auto spread = [&](Reals t) __attribute__((always_inline)) {
-            return ((cubed(t + sum) + cubed(t - sum)) -
-                    (cubed(t + difference) + cubed(t - difference))) *
+        const Reals fx = given.fx, offset = given.offset, own = given.rows;
+        const Reals sum = (given.wide + given.narrow) * Real{0.5};
+        const Reals difference = (given.wide - given.narrow) * Real{0.5};
+        const Reals scale = Real{1} / (Real{12} * given.wide * given.narrow);
+        const auto spread = [&](Reals at) __attribute__((always_inline)) {
+            return ((cubed(at + sum) + cubed(at - sum)) -
+                    (cubed(at + difference) + cubed(at - difference))) *
                    scale;
         };
         AreaSums<Reals> sums;
         Reals last = spread(offset), slope = last - spread(offset - Real{1});
-        for (int j = 0; j < rows; ++j) {
+        for (int j = 0; j < given.most; ++j) {
             const Reals next = spread(offset + static_cast<Real>(j + 1)), rise = next - last;
             const auto active = all<Reals>(static_cast<Real>(j)) < own;
             const Reals weight = active ? larger(rise - slope, Reals{}) : Reals{};
             last = next;
             slope = rise;
-            ColourPair<Reals> pair;
-            if constexpr (isInside) {
-                pair = Pixels::loadPair(given.address, j * rowBytes);
-            } else {
-                alignas(64) std::uint64_t addresses[count];
-                alignas(8) unsigned char pairs[count][2 * pixelBytes];
-                for (int i = 0; i < count; ++i)
-                    addresses[i] = source_.pairAt(given.column[i], given.top[i] + j, pairs[i]);
-                pair = Pixels::loadPair(addresses, 0);
-            }
             const Reals right = weight * fx;
-            sums.template add<isFloat>(pair, weight - right, right, active);
+            if constexpr (isInside)
+                sums.template add<isFloat>(Pixels::loadPair(addresses, j * rowBytes),
+                                           weight - right, right, active);
+            else
+                sums.template add<isFloat>(pairsAt(given.column, given.top, j), weight - right,
+                                           right, active);
         }
         return sums.means(all<Reals>(Real{1}));
     }
 
-    // Grids
-    // ----------------------------------------------------------------------------------------
+    // Of pixels that may not be there, `below` the rows given.
+    ColourPair<Reals> pairsAt(const Doubles (&columns)[halves], const Doubles (&rows)[halves],
+                              int below) const {
+        alignas(64) std::uint64_t addresses[count];
+        alignas(8) unsigned char pairs[count][2 * pixelBytes];
+        for (int i = 0; i < count; ++i)
+            addresses[i] =
+                source_.pairAt(columns[i / Lanes::count][i % Lanes::count],
+                               rows[i / Lanes::count][i % Lanes::count] + below, pairs[i]);
+        return Pixels::loadPair(addresses, 0);
+    }
 
+    // Others: equally many bilinear samples along either side of a pixel's square.
     struct Grid {
-        Footprint<Lanes> at[halves];
+        Bent<Lanes> at[halves];
         Narrowing<Lanes> narrowing[halves];
-        alignas(64) Real across[count], down[count];
-        int mostAcross = 1, mostDown = 1;
+        Reals across, down;
+        int mostAcross, mostDown;
         bool isInside;
     };
 
@@ -320,27 +339,34 @@ class AreaRenderer {
     Colours<Reals> sumGrid(const Batch& batch, unsigned lanes) const {
         Grid grid;
         grid.isInside = source_.hasAddresses();
-        for (int half = 0; half < halves; ++half) prepareGrid(batch, half, lanes, grid);
-        for (int i = 0; i < count; ++i) {
-            if ((lanes >> i & 1) == 0) grid.across[i] = grid.down[i] = 0;
-            grid.mostAcross = std::max(grid.mostAcross, static_cast<int>(grid.across[i]));
-            grid.mostDown = std::max(grid.mostDown, static_cast<int>(grid.down[i]));
+        Doubles mostAcross = all<Doubles>(1.0), mostDown = mostAcross;
+        Doubles across[halves], down[halves];
+        for (int half = 0; half < halves; ++half) {
+            prepareGrid<isExact>(batch, half, lanes, grid);
+            const auto isAsked = maskOf<Lanes>(lanes >> (half * Lanes::count) & every);
+            across[half] = isAsked ? grid.narrowing[half].s.count : Doubles{};
+            down[half] = isAsked ? grid.narrowing[half].t.count : Doubles{};
+            mostAcross = larger(mostAcross, across[half]);
+            mostDown = larger(mostDown, down[half]);
         }
+        grid.across = joined(across);
+        grid.down = joined(down);
+        grid.mostAcross = largestOf(mostAcross);
+        grid.mostDown = largestOf(mostDown);
         if constexpr (!isExact)
             if (grid.isInside) return addGrid<true, false>(batch, grid);
         return addGrid<false, isExact>(batch, grid);
     }
 
+    template <bool isExact>
     [[gnu::always_inline]] void prepareGrid(const Batch& batch, int half, unsigned lanes,
                                             Grid& grid) const {
         const int at = half * Lanes::count;
-        Footprint<Lanes>& f = grid.at[half];
+        Bent<Lanes>& f = grid.at[half];
         Narrowing<Lanes>& n = grid.narrowing[half];
-        f = batch.at[half];
-        n = footprints_.sample(f, batch.spans[half], batch.block, batch.first + at, batch.row);
+        f = footprints_.bend(batch.at[half], batch.block, batch.first + at, batch.row);
+        n = footprints_.template sample<isExact>(batch.at[half]);
         f.scale(n.x, n.y);
-        put(grid.across + at, n.s.count);
-        put(grid.down + at, n.t.count);
         const Doubles reachX = f.reachX(), reachY = f.reachY();
         const Bounds& bounds = source_.bounds();
         const unsigned inside =
@@ -362,39 +388,40 @@ class AreaRenderer {
     template <bool isInside, bool isExact>
     [[gnu::noinline]] Colours<Reals> addGrid(const Batch& batch, const Grid& grid) const {
         const std::int64_t rowBytes = job_.input.rowBytes;
-        const auto across = load<Reals>(grid.across), down = load<Reals>(grid.down);
+        const Reals across = grid.across, down = grid.down;
         AreaSums<Reals> sums;
-        alignas(64) std::uint64_t upper[count], lower[isInside ? 1 : count];
-        alignas(64) Real fractionsX[count], fractionsY[count];
         for (int m = 0; m < grid.mostDown; ++m) {
             const auto inRow = all<Reals>(static_cast<Real>(m)) < down;
             for (int k = 0; k < grid.mostAcross; ++k) {
-                alignas(8) unsigned char pairs[isInside ? 1 : 2 * count][2 * pixelBytes];
+                Doubles columns[halves], rows[halves], fractionsX[halves], fractionsY[halves];
                 for (int half = 0; half < halves; ++half) {
-                    const int at = half * Lanes::count;
                     Doubles x, y;
                     place<isExact>(batch, grid, half, k, m, x, y);
-                    const Doubles column = Lanes::Target::floor(x), row = Lanes::Target::floor(y);
-                    put(fractionsX + at, x - column);
-                    put(fractionsY + at, y - row);
-                    if constexpr (isInside)
-                        store(upper + at, source_.addressOf(column, row));
-                    else
-                        for (int i = 0; i < Lanes::count; ++i) {
-                            upper[at + i] = source_.pairAt(column[i], row[i], pairs[2 * (at + i)]);
-                            lower[at + i] =
-                                source_.pairAt(column[i], row[i] + 1.0, pairs[2 * (at + i) + 1]);
-                        }
+                    columns[half] = Lanes::Target::floor(x);
+                    rows[half] = Lanes::Target::floor(y);
+                    fractionsX[half] = x - columns[half];
+                    fractionsY[half] = y - rows[half];
                 }
                 const auto active = inRow & (all<Reals>(static_cast<Real>(k)) < across);
-                const auto fx = load<Reals>(fractionsX);
-                const Reals fy = active ? load<Reals>(fractionsY) : Reals{};
+                const Reals fx = joined(fractionsX);
+                const Reals fy = active ? joined(fractionsY) : Reals{};
                 const Reals gy = active ? Real{1} - fy : Reals{};
-                const Reals right = gy * fx, lowerRight = fy * fx;
-                sums.template add<isFloat>(Pixels::loadPair(upper, 0), gy - right, right, active);
-                sums.template add<isFloat>(
-                    Pixels::loadPair(isInside ? upper : lower, isInside ? rowBytes : 0),
-                    fy - lowerRight, lowerRight, active);
+                const Reals upper = gy * fx, lower = fy * fx;
+                if constexpr (isInside) {
+                    alignas(64) std::uint64_t addresses[count];
+                    for (int half = 0; half < halves; ++half)
+                        store(addresses + half * Lanes::count,
+                              source_.addressOf(columns[half], rows[half]));
+                    sums.template add<isFloat>(Pixels::loadPair(addresses, 0), gy - upper, upper,
+                                               active);
+                    sums.template add<isFloat>(Pixels::loadPair(addresses, rowBytes), fy - lower,
+                                               lower, active);
+                } else {
+                    sums.template add<isFloat>(pairsAt(columns, rows, 0), gy - upper, upper,
+                                               active);
+                    sums.template add<isFloat>(pairsAt(columns, rows, 1), fy - lower, lower,
+                                               active);
+                }
             }
         }
         return sums.means(Real{1} / (across * down));
@@ -403,13 +430,13 @@ class AreaRenderer {
     template <bool isExact>
     [[gnu::always_inline]] void place(const Batch& batch, const Grid& grid, int half, int k, int m,
                                       Doubles& x, Doubles& y) const {
-        const Footprint<Lanes>& f = grid.at[half];
+        const Bent<Lanes>& f = grid.at[half];
         const Narrowing<Lanes>& n = grid.narrowing[half];
         const Doubles s = n.s.at(k), t = n.t.at(m);
         if constexpr (isExact) {
             const int at = batch.first + half * Lanes::count;
-            footprints_.exactly(batch.block, at, batch.row, static_cast<double>(batch.left + at), n,
-                                s, t, x, y);
+            footprints_.exactly(batch.block, at, batch.row, static_cast<double>(batch.left + at),
+                                batch.at[half], n, s, t, x, y);
         } else {
             x = f.x + t * (f.xt + f.xtt * t) + s * ((f.xs + f.xst * t) + f.xss * s);
             y = f.y + t * (f.yt + f.ytt * t) + s * ((f.ys + f.yst * t) + f.yss * s);

@@ -49,6 +49,7 @@ struct Avx2 {
         return _mm256_fmadd_ps(a, b, c);
     }
     [[gnu::always_inline]] static Doubles sqrt(Doubles a) { return _mm256_sqrt_pd(a); }
+    [[gnu::always_inline]] static Floats sqrt(Floats a) { return _mm256_sqrt_ps(a); }
     [[gnu::always_inline]] static Doubles floor(Doubles a) { return _mm256_floor_pd(a); }
     [[gnu::always_inline]] static Doubles widen(Vector<float, 4> a) { return _mm256_cvtps_pd(a); }
     [[gnu::always_inline]] static Vector<std::uint64_t, 4> join(Sixteen a, Sixteen b) {

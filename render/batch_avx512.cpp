@@ -56,6 +56,7 @@ struct Avx512 {
         return _mm512_fmadd_ps(a, b, c);
     }
     [[gnu::always_inline]] static Doubles sqrt(Doubles a) { return _mm512_sqrt_pd(a); }
+    [[gnu::always_inline]] static Floats sqrt(Floats a) { return _mm512_sqrt_ps(a); }
     [[gnu::always_inline]] static Doubles floor(Doubles a) {
         return _mm512_roundscale_pd(a, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
     }

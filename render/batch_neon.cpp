@@ -30,6 +30,7 @@ struct Neon {
         return vfmaq_f32(c, a, b);
     }
     [[gnu::always_inline]] static Doubles sqrt(Doubles a) { return vsqrtq_f64(a); }
+    [[gnu::always_inline]] static Floats sqrt(Floats a) { return vsqrtq_f32(a); }
     [[gnu::always_inline]] static Doubles floor(Doubles a) { return vrndmq_f64(a); }
     [[gnu::always_inline]] static unsigned bits(Vector<std::int64_t, 2> mask) {
         return static_cast<unsigned>((mask[0] & 1) | (mask[1] & 2));

@@ -30,8 +30,8 @@ struct Unfused : TargetType {
 // An axis whose squared span is no more counts as one pixel: what narrowing leaves is too little to
 // be seen.
 constexpr double narrowest = 1.005;
-// Samples in a row of a pixel; the second one where the centre draws angles apart without end.
-constexpr double mostSamples = 64, mostNearCentre = 32;
+// Samples in a row of a pixel: more make no difference, whatever it spans.
+constexpr double mostSamples = 32;
 
 template <class V>
 [[gnu::always_inline]] inline V squared(V value) {
@@ -81,11 +81,10 @@ struct Samples {
 
 // Two for each pixel that is spanned.
 template <class Lanes>
-[[gnu::always_inline]] inline typename Lanes::Doubles samplesFor(typename Lanes::Doubles span,
-                                                                 double most) {
+[[gnu::always_inline]] inline typename Lanes::Doubles samplesFor(typename Lanes::Doubles span) {
     using Doubles = typename Lanes::Doubles;
     const Doubles needed = -Lanes::Target::floor(span * -2.0);
-    return larger(smaller(needed, all<Doubles>(most)), all<Doubles>(1.0));
+    return larger(smaller(needed, all<Doubles>(mostSamples)), all<Doubles>(1.0));
 }
 
 // A grid of samples, and by how much their displacements along either coordinate of the source are
@@ -96,9 +95,25 @@ struct Narrowing {
     typename Lanes::Doubles x, y;
 };
 
-// Displacements of first and second order, x = xs s + xt t + xss s s + xst s t + xtt t t.
+// A pixel's position, displacements of first order and spans; the lanes that are near the centre
+// and, wrapping, the part of a turn that they are at.
 template <class Lanes>
 struct Footprint : Gradients<Lanes> {
+    using Doubles = typename Lanes::Doubles;
+    Doubles x, y;
+    Spans<Lanes> spans;
+    Doubles turned;
+    unsigned near;
+
+    // Beyond which nothing of it lies, but for what second order adds.
+    [[gnu::always_inline]] Doubles reachY() const {
+        return (magnitude(this->ys) + magnitude(this->yt)) * 0.5;
+    }
+};
+
+// Displacements, x = xs s + xt t + xss s s + xst s t + xtt t t.
+template <class Lanes>
+struct Bent : Gradients<Lanes> {
     using Doubles = typename Lanes::Doubles;
     Doubles x, y;
     Doubles xss, xst, xtt, yss, yst, ytt;
@@ -107,8 +122,8 @@ struct Footprint : Gradients<Lanes> {
         return {&this->xs, &this->xt, &xss, &xst, &xtt, &this->ys, &this->yt, &yss, &yst, &ytt};
     }
     [[gnu::always_inline]] void scale(Doubles byX, Doubles byY) {
-        const auto all = parts();
-        for (unsigned i = 0; i < 10; ++i) *all[i] = *all[i] * (i < 5 ? byX : byY);
+        const auto each = parts();
+        for (unsigned i = 0; i < 10; ++i) *each[i] = *each[i] * (i < 5 ? byX : byY);
     }
     // Beyond which no sample lies.
     [[gnu::always_inline]] Doubles reachX() const {
@@ -155,6 +170,11 @@ struct Moves {
         move(static_cast<Gradients<Lanes>&>(f));
         f.x = moved(ownX(column), f.x);
         f.y = moved(all<Doubles>(ownY(row)), f.y);
+    }
+    // What second order adds moves in proportion.
+    [[gnu::always_inline]] void move(Bent<Lanes>& f) const {
+        if (!isPartial) [[likely]]
+            return;
         for (Doubles* const part : {&f.xss, &f.xst, &f.xtt, &f.yss, &f.yst, &f.ytt})
             *part = *part * movement.amount;
     }
@@ -191,37 +211,49 @@ class Footprints<Lanes, Mapping::unwrap> {
     [[gnu::always_inline]] Spans<Lanes> spans(const Block& block, int i, const Row& row) const {
         Gradients<Lanes> g = mapped(block, i, row);
         moves_.move(g);
-        return {squared(g.xs) + squared(g.ys), squared(g.xt) + squared(g.yt)};
+        return spansOf(g);
     }
 
     [[gnu::always_inline]] Footprint<Lanes> at(const Block& block, int i, const Row& row,
                                                double column) const {
-        const auto halfSine = load<Doubles>(block.halfSine + i);
-        const auto halfCosine = load<Doubles>(block.halfCosine + i);
         Footprint<Lanes> f;
         static_cast<Gradients<Lanes>&>(f) = mapped(block, i, row);
-        f.x = (0.5 - row.at * halfSine) * geometry_.scaleX + geometry_.originX;
-        f.y = (0.5 - row.at * halfCosine) * geometry_.scaleY + geometry_.originY;
-        const double turn = row.at * radians_ * radians_ * 0.5, both = -row.growth * radians_;
-        const Doubles x = halfSine * geometry_.scaleX, y = halfCosine * geometry_.scaleY;
-        f.xss = x * turn;
-        f.xst = halfCosine * geometry_.scaleX * both;
-        f.xtt = x * (-2.0 * row.bend);
-        f.yss = y * turn;
-        f.yst = halfSine * geometry_.scaleY * -both;
-        f.ytt = y * (-2.0 * row.bend);
+        f.x = (0.5 - row.at * load<Doubles>(block.halfSine + i)) * geometry_.scaleX +
+              geometry_.originX;
+        f.y = (0.5 - row.at * load<Doubles>(block.halfCosine + i)) * geometry_.scaleY +
+              geometry_.originY;
         moves_.move(f, column, row.index);
+        f.spans = spansOf(f);
+        f.near = 0;
         return f;
     }
 
-    static unsigned nearOnes(const Block&, int, const Row&) { return 0; }
+    [[gnu::always_inline]] Bent<Lanes> bend(const Footprint<Lanes>& flat, const Block& block, int i,
+                                            const Row& row) const {
+        Bent<Lanes> f;
+        static_cast<Gradients<Lanes>&>(f) = flat;
+        f.x = flat.x;
+        f.y = flat.y;
+        const Doubles sine = load<Doubles>(block.halfSine + i) * geometry_.scaleX;
+        const Doubles cosine = load<Doubles>(block.halfCosine + i) * geometry_.scaleY;
+        const double turn = row.at * radians_ * radians_ * 0.5, both = -row.growth * radians_;
+        f.xss = sine * turn;
+        f.xst = load<Doubles>(block.halfCosine + i) * (geometry_.scaleX * both);
+        f.xtt = sine * (-2.0 * row.bend);
+        f.yss = cosine * turn;
+        f.yst = load<Doubles>(block.halfSine + i) * (geometry_.scaleY * -both);
+        f.ytt = cosine * (-2.0 * row.bend);
+        moves_.move(f);
+        return f;
+    }
+    static unsigned needExact(const Footprint<Lanes>&, const Block&, int, const Row&) { return 0; }
 
     // Spaced as far apart as gives them the variance that is wanted.
-    [[gnu::always_inline]] static Narrowing<Lanes> sample(const Footprint<Lanes>&,
-                                                          const Spans<Lanes>& spans, const Block&,
-                                                          int, const Row&) {
-        return {along(spans.first, spans.isFirstWide()), along(spans.second, spans.isSecondWide()),
-                all<Doubles>(1.0), all<Doubles>(1.0)};
+    template <bool>
+    [[gnu::always_inline]] static Narrowing<Lanes> sample(const Footprint<Lanes>& f) {
+        return {along(f.spans.first, f.spans.isFirstWide()),
+                along(f.spans.second, f.spans.isSecondWide()), all<Doubles>(1.0),
+                all<Doubles>(1.0)};
     }
 
   private:
@@ -234,9 +266,13 @@ class Footprints<Lanes, Mapping::unwrap> {
                 halfSine * (-row.growth * geometry_.scaleX), halfSine * (turn * geometry_.scaleY),
                 halfCosine * (-row.growth * geometry_.scaleY)};
     }
+    [[gnu::always_inline]] static Spans<Lanes> spansOf(const Gradients<Lanes>& g) {
+        return {squared(g.xs) + squared(g.ys), squared(g.xt) + squared(g.yt)};
+    }
     template <class Mask>
     [[gnu::always_inline]] static Samples<Lanes> along(Doubles span, Mask isWide) {
-        const Doubles count = samplesFor<Lanes>(Lanes::Target::sqrt(span), mostSamples);
+        if (bitsOf<Lanes>(isWide) == 0) return {all<Doubles>(1.0), Doubles{}};
+        const Doubles count = samplesFor<Lanes>(Lanes::Target::sqrt(span));
         const Doubles step = Lanes::Target::sqrt((span - 1.0) / (span * (count * count - 1.0)));
         return {isWide ? count : all<Doubles>(1.0), isWide ? step : Doubles{}};
     }
@@ -270,106 +306,110 @@ class Footprints<Lanes, Mapping::wrap> {
         const Place place(*this, load<Doubles>(block.offset + i), row.at);
         Gradients<Lanes> g = gradients(place, growth(place));
         moves_.move(g);
-        Spans<Lanes> spans{squared(g.xs) + squared(g.xt), squared(g.ys) + squared(g.yt)};
-        const auto isNear = place.isNear();
-        // There, as if they went in the direction of the largest one.
-        if (bitsOf<Lanes>(isNear) != 0) [[unlikely]] {
-            const double amount = geometry_.movement.amount;
-            const auto largest = [&](Doubles mapped, double own) __attribute__((always_inline)) {
-                const Doubles step = step_ / place.radius;
-                return squared(mapped * amount * step + (1.0 - amount) * own);
-            };
-            const Point own = geometry_.movement.step;
-            const Doubles slope = all<Doubles>(std::abs(slope_));
-            spans.first = isNear ? largest(slope, own.x) : spans.first;
-            spans.second = isNear ? largest(growth(place), own.y) : spans.second;
-        }
-        return spans;
+        return spansOf(g, place);
     }
 
     [[gnu::always_inline]] Footprint<Lanes> at(const Block& block, int i, const Row& row,
                                                double column) const {
         const Place place(*this, load<Doubles>(block.offset + i), row.at);
-        const Doubles grows = growth(place), bends = bend(place);
         Footprint<Lanes> f;
-        static_cast<Gradients<Lanes>&>(f) = gradients(place, grows);
-        f.x = turnAt(place.dx, place.dy) * geometry_.scaleX + geometry_.originX;
+        static_cast<Gradients<Lanes>&>(f) = gradients(place, growth(place));
+        f.turned = turnAt(place.dx, place.dy);
+        f.x = f.turned * geometry_.scaleX + geometry_.originX;
         f.y = rowAt(place.radius);
-        const Doubles& as = place.angleS;
-        const Doubles &at = place.angleT, &rs = place.radiusS, &rt = place.radiusT;
+        moves_.move(f, column, row.index);
+        f.spans = spansOf(f, place);
+        f.near = bitsOf<Lanes>(place.isNear());
+        return f;
+    }
+
+    [[gnu::always_inline]] Bent<Lanes> bend(const Footprint<Lanes>& flat, const Block& block, int i,
+                                            const Row& row) const {
+        Bent<Lanes> f;
+        static_cast<Gradients<Lanes>&>(f) = flat;
+        f.x = flat.x;
+        f.y = flat.y;
+        const Place place(*this, load<Doubles>(block.offset + i), row.at);
+        const Doubles grows = growth(place), bends = bend(place);
+        const Doubles &as = place.angleS, &at = place.angleT;
+        const Doubles &rs = place.radiusS, &rt = place.radiusT;
         f.xss = as * rs * -slope_;
         f.xst = (as * rt + at * rs) * -slope_;
         f.xtt = at * rt * -slope_;
         f.yss = (grows * as * as + bends * rs * rs) * 0.5;
         f.yst = grows * as * at + bends * rs * rt;
         f.ytt = (grows * at * at + bends * rt * rt) * 0.5;
-        moves_.move(f, column, row.index);
+        moves_.move(f);
         return f;
     }
 
-    [[gnu::always_inline]] unsigned nearOnes(const Block& block, int i, const Row& row) const {
-        return bitsOf<Lanes>(Place(*this, load<Doubles>(block.offset + i), row.at).isNear());
-    }
-    // Where displacements of second order will not do, once samples are known: near the centre, and
-    // where some lie beyond the cut.
-    [[gnu::always_inline]] unsigned needExact(const Block& block, int i, const Row& row) const {
-        const Place place(*this, load<Doubles>(block.offset + i), row.at);
-        const Doubles turned = turnAt(place.dx, place.dy);
-        const Doubles most =
-            (magnitude(place.angleS) + magnitude(place.angleT)) * (0.6 * turnsPerRadian);
+    // The lanes for which displacements of second order will not do: near the centre, and where
+    // some samples lie beyond the cut.
+    [[gnu::always_inline]] unsigned needExact(const Footprint<Lanes>& f, const Block& block, int i,
+                                              const Row& row) const {
         const Turn& turn = geometry_.turn;
-        return bitsOf<Lanes>(place.isNear() | (magnitude(turned - turn.low) <= most) |
-                             (magnitude(turned - turn.high) <= most));
+        const auto isBeside = [&](Doubles most) __attribute__((always_inline)) {
+            return bitsOf<Lanes>((magnitude(f.turned - turn.low) <= most) |
+                                 (magnitude(f.turned - turn.high) <= most));
+        };
+        // An angle of half a pixel's diagonal, for all that are not near, and a little more.
+        if (isBeside(all<Doubles>(0.75 * turnsPerRadian / nearSteps)) == 0) [[likely]]
+            return f.near;
+        const Place place(*this, load<Doubles>(block.offset + i), row.at);
+        return f.near | isBeside((magnitude(place.angleS) + magnitude(place.angleT)) *
+                                 (0.6 * turnsPerRadian));
     }
 
-    // A pixel's own displacements, narrowed along either axis of the source.
-    [[gnu::always_inline]] Narrowing<Lanes> sample(const Footprint<Lanes>& f,
-                                                   const Spans<Lanes>& spans, const Block& block,
-                                                   int i, const Row& row) const {
-        const auto isX = spans.isFirstWide(), isY = spans.isSecondWide();
+    // A pixel's own displacements, narrowed along either axis of the source. Twice as many where
+    // they are exact, which is rare: equally many on either side of a cut through the middle.
+    template <bool isExact>
+    [[gnu::always_inline]] static Narrowing<Lanes> sample(const Footprint<Lanes>& f) {
+        const auto isX = f.spans.isFirstWide(), isY = f.spans.isSecondWide();
         const auto needed = [&](Doubles x, Doubles y) __attribute__((always_inline)) {
             return samplesFor<Lanes>(
-                larger(isX ? magnitude(x) : Doubles{}, isY ? magnitude(y) : Doubles{}),
-                mostSamples);
+                larger(isX ? magnitude(x) : Doubles{}, isY ? magnitude(y) : Doubles{}));
         };
         Narrowing<Lanes> n;
         n.s.count = needed(f.xs, f.ys);
         n.t.count = needed(f.xt, f.yt);
+        if constexpr (isExact) {
+            n.s.count = n.s.count * 2.0;
+            n.t.count = n.t.count * 2.0;
+        }
         const Doubles across = 1.0 - 1.0 / squared(n.s.count);
         const Doubles down = 1.0 - 1.0 / squared(n.t.count);
         Doubles varianceX = squared(f.xs) * across + squared(f.xt) * down;
         Doubles varianceY = squared(f.ys) * across + squared(f.yt) * down;
-        const auto isNear = Place(*this, load<Doubles>(block.offset + i), row.at).isNear();
-        if (bitsOf<Lanes>(isNear) != 0) [[unlikely]] {
-            const Doubles count = samplesFor<Lanes>(
-                Lanes::Target::sqrt(larger(spans.first, spans.second)), mostNearCentre);
+        if (f.near != 0) [[unlikely]] {
+            const auto isNear = maskOf<Lanes>(f.near);
+            const Doubles span = Lanes::Target::sqrt(larger(f.spans.first, f.spans.second));
+            const Doubles count = samplesFor<Lanes>(span * 0.5) * 2.0;
             const Doubles part = 1.0 - 1.0 / squared(count);
             n.s.count = isNear ? count : n.s.count;
             n.t.count = isNear ? count : n.t.count;
-            varianceX = isNear ? spans.first * part : varianceX;
-            varianceY = isNear ? spans.second * part : varianceY;
+            varianceX = isNear ? f.spans.first * part : varianceX;
+            varianceY = isNear ? f.spans.second * part : varianceY;
         }
         n.s.step = 1.0 / n.s.count;
         n.t.step = 1.0 / n.t.count;
-        n.x = isX ? Lanes::Target::sqrt((spans.first - 1.0) / varianceX) : Doubles{};
-        n.y = isY ? Lanes::Target::sqrt((spans.second - 1.0) / varianceY) : Doubles{};
+        n.x = isX ? Lanes::Target::sqrt((f.spans.first - 1.0) / varianceX) : Doubles{};
+        n.y = isY ? Lanes::Target::sqrt((f.spans.second - 1.0) / varianceY) : Doubles{};
         return n;
     }
 
     // The exact position of a sample.
     [[gnu::always_inline]] void exactly(const Block& block, int i, const Row& row, double column,
-                                        const Narrowing<Lanes>& n, Doubles s, Doubles t, Doubles& x,
-                                        Doubles& y) const {
+                                        const Footprint<Lanes>& f, const Narrowing<Lanes>& n,
+                                        Doubles s, Doubles t, Doubles& x, Doubles& y) const {
         const Doubles dx = load<Doubles>(block.offset + i), dy = all<Doubles>(row.at);
         const Place centre(*this, dx, row.at);
         const Doubles right = dx + s * geometry_.columns.step, below = dy + t * geometry_.rows.step;
-        const Doubles from = turnAt(dx, dy);
-        Doubles turn = turnAt(right, below) - from;
+        Doubles turn = turnAt(right, below) - f.turned;
         turn = turn > 0.5 ? turn - 1.0 : turn < -0.5 ? turn + 1.0 : turn;
         const Doubles radius =
             larger(Lanes::Target::sqrt(squared(right) + squared(below)), all<Doubles>(least()));
         const Doubles start = rowAt(centre.radius);
-        x = kept(from + turn * n.x) * geometry_.scaleX + geometry_.originX;
+        x = kept(f.turned + turn * n.x) * geometry_.scaleX + geometry_.originX;
         y = start + (rowAt(radius) - start) * n.y;
         if (!moves_.isPartial) [[likely]]
             return;
@@ -379,7 +419,7 @@ class Footprints<Lanes, Mapping::wrap> {
     }
 
   private:
-    static constexpr double nearSteps = 8, leastSteps = 0.25;
+    static constexpr double nearSteps = 4, leastSteps = 0.25;
 
     // Where a pixel lies about the centre, and what a step right and one down change of its angle
     // and of the logarithm of its distance.
@@ -405,6 +445,25 @@ class Footprints<Lanes, Mapping::wrap> {
 
     double least() const { return leastSteps * step_; }
 
+    // Near the centre, as if rows and columns lay in the direction of the largest gradient.
+    [[gnu::always_inline]] Spans<Lanes> spansOf(const Gradients<Lanes>& g,
+                                                const Place& place) const {
+        Spans<Lanes> spans{squared(g.xs) + squared(g.xt), squared(g.ys) + squared(g.yt)};
+        const auto isNear = place.isNear();
+        if (bitsOf<Lanes>(isNear) != 0) [[unlikely]] {
+            const double amount = geometry_.movement.amount;
+            const auto largest = [&](Doubles mapped, double own) __attribute__((always_inline)) {
+                const Doubles step = step_ / place.radius;
+                return squared(mapped * amount * step + (1.0 - amount) * own);
+            };
+            const Point own = geometry_.movement.step;
+            const Doubles slope = all<Doubles>(std::abs(slope_));
+            spans.first = isNear ? largest(slope, own.x) : spans.first;
+            spans.second = isNear ? largest(growth(place), own.y) : spans.second;
+        }
+        return spans;
+    }
+
     [[gnu::always_inline]] Gradients<Lanes> gradients(const Place& place, Doubles grows) const {
         return {place.angleS * slope_, place.angleT * slope_, place.radiusS * grows,
                 place.radiusT * grows};
@@ -423,13 +482,21 @@ class Footprints<Lanes, Mapping::wrap> {
 
     [[gnu::always_inline]] Doubles rowAt(Doubles radius) const {
         Doubles place = radius + radius;
+        // Otherwise what lies beyond the rim is outside of the source either way.
+        if (moves_.isPartial) [[unlikely]]
+            place = smaller(place, all<Doubles>(1.0));
         if (geometry_.scale != RowScale::linear) [[unlikely]]
             for (int i = 0; i < Lanes::count; ++i) place[i] = scaled(geometry_.scale, place[i]);
         return place * geometry_.scaleY + geometry_.originY;
     }
-    // The first and the second derivative of a row by the logarithm... of the distance
+    // The derivative of a row by the logarithm of the distance from the centre; and the second one
+    // by the distance, times its square.
     [[gnu::always_inline]] Doubles growth(const Place& place) const {
         const Doubles diameter = place.radius + place.radius;
+        const Doubles growth = growthAt(diameter);
+        return moves_.isPartial ? (diameter < 1.0 ? growth : Doubles{}) : growth;
+    }
+    [[gnu::always_inline]] Doubles growthAt(Doubles diameter) const {
         switch (geometry_.scale) {
             case RowScale::log:
                 return all<Doubles>(perDecade * geometry_.scaleY);
