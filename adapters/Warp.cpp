@@ -1,6 +1,7 @@
 #include "adapters/Warp.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace adapters {
 
@@ -10,13 +11,17 @@ bool isClockwise(const Warp& warp) {
     return warp.turn == Turn::automatic ? warp.groundBottom : warp.turn == Turn::clockwise;
 }
 
-polar_circle circleOf(const Warp& warp, const polar_image& round) {
-    const double halfWidth = round.width * 0.5, halfHeight = round.height * 0.5;
-    const double nearest = std::min(halfWidth, halfHeight);
-    return {warp.centreX * round.width,
-            warp.centreY * round.height,
-            warp.radius * (warp.circle ? nearest : halfWidth),
-            warp.radius * (warp.circle ? nearest : halfHeight),
+polar_circle circleOf(const Warp& warp, std::int32_t width, std::int32_t height) {
+    double across = width * 0.5, up = height * 0.5;
+    if (warp.circle) {
+        const double nearest = std::min(across * warp.pixelAspect, up);
+        across = nearest / warp.pixelAspect;
+        up = nearest;
+    }
+    return {warp.centreX * width,
+            warp.centreY * height,
+            warp.radius * across,
+            warp.radius * up,
             warp.inner,
             warp.angle,
             1,
@@ -24,46 +29,66 @@ polar_circle circleOf(const Warp& warp, const polar_image& round) {
 }
 
 // The same picture, its last row first.
-polar_image flipped(polar_image image) {
+void turnOver(polar_image& image) {
     if (image.row_bytes == 0)
         image.row_bytes =
             static_cast<std::ptrdiff_t>(polar_pixel_bytes(image.format)) * image.width;
-    image.pixels = static_cast<unsigned char*>(image.pixels) + image.row_bytes * (image.height - 1);
+    // In whole numbers: what a host gives may lead anywhere, and the library looks before it goes.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
+    image.pixels = reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(image.pixels) +
+                                           static_cast<std::uintptr_t>(image.row_bytes) *
+                                               static_cast<std::uintptr_t>(image.height - 1));
     image.row_bytes = -image.row_bytes;
-    return image;
 }
 
-polar_circle flipped(polar_circle circle, const polar_image& round) {
-    circle.center_y = round.height - 1 - circle.center_y;
+// A row from the other end; one that is beyond 32 bits is refused later.
+std::int32_t fromEnd(std::int64_t rows, std::int64_t first, std::int64_t count) {
+    return static_cast<std::int32_t>(
+        std::clamp<std::int64_t>(rows - first - count, INT32_MIN, INT32_MAX));
+}
+
+void turnOver(polar_circle& circle, std::int32_t height) {
+    circle.center_y = height - 1 - circle.center_y;
     circle.start_turns = 0.5 - circle.start_turns;
     circle.clockwise = circle.clockwise == 0 ? 1 : 0;
-    return circle;
 }
 
 }  // namespace
 
-int render(const Warp& warp, const polar_image& input, const polar_image& output, int threads) {
+Call::Call(const Warp& warp, const polar_image& from, const polar_image& to,
+           const polar_rect& source, const polar_rect& whole)
+    : input(from), output(to), amount_(warp.amount), source_(source), whole_(whole) {
     const bool wraps = warp.direction == POLAR_WRAP;
-    polar_image from = input, to = output;
-    polar_image& round = wraps ? to : from;
-    polar_image& flat = wraps ? from : to;
-    polar_circle circle = circleOf(warp, round);
+    const polar_rect& round = wraps ? whole_ : source_;
+    circle_ = circleOf(warp, round.width, round.height);
     if (warp.groundBottom) {
-        flat = flipped(flat);
+        wraps ? turnInput() : turnOutput();
         if (warp.amount < 1) {
             // Pixels that are under way began in a picture that stood upright.
-            circle = flipped(circle, round);
-            round = flipped(round);
+            turnOver(circle_, round.height);
+            wraps ? turnOutput() : turnInput();
         }
     }
-    polar_options options{};
     options.size = sizeof options;
     options.direction = warp.direction;
     options.sampling = warp.sampling;
-    options.threads = threads;
-    options.circle = &circle;
-    options.amount = &warp.amount;
-    return polar_render(&from, &to, &options);
+    options.source = &source_;
+    options.whole = &whole_;
+    options.circle = &circle_;
+    options.amount = &amount_;
+}
+
+Call::Call(const Warp& warp, const polar_image& from, const polar_image& to)
+    : Call(warp, from, to, {0, 0, from.width, from.height}, {0, 0, to.width, to.height}) {}
+
+void Call::turnInput() {
+    turnOver(input);
+    source_.y = fromEnd(input.height, source_.y, source_.height);
+}
+
+void Call::turnOutput() {
+    turnOver(output);
+    whole_.y = fromEnd(whole_.height, whole_.y, output.height);
 }
 
 }  // namespace adapters

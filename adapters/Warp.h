@@ -15,15 +15,37 @@ struct Warp {
     int sampling = POLAR_BILINEAR;
     double amount = 1;  // 0, the picture itself, to 1
     double angle = 0;   // where the panorama begins, in turns clockwise from straight up; any
-    Turn turn = Turn::automatic;          // where it goes from there
-    bool groundBottom = false;            // its last row lies in the centre, not its first one
-    bool circle = false;                  // instead of an ellipse of the picture's shape
+    Turn turn = Turn::automatic;  // where it goes from there
+    bool groundBottom = false;    // its last row lies in the centre, not its first one
+    bool circle = false;          // instead of an ellipse of the picture's shape;
+    double pixelAspect = 1;       // that looks round where pixels are so wide for their height
     double centreX = 0.5, centreY = 0.5;  // from the left and from the top
     double radius = 1;  // 1 is the largest circle or ellipse that fits into the picture; above 0
     double inner = 0;   // of the radius: where the panorama's first row lies; 0 to below 1
 };
 
-// Renders on up to `threads` threads (0: one for each processor). As polar_render, which see.
-int render(const Warp& warp, const polar_image& input, const polar_image& output, int threads);
+// The arguments of polar_render that render a warp; which threads work, and who hears of progress,
+// is to be added to the options.
+class Call {
+  public:
+    // The rectangles as in polar_options.
+    Call(const Warp& warp, const polar_image& input, const polar_image& output,
+         const polar_rect& source, const polar_rect& whole);
+    // All of the input to all of the result.
+    Call(const Warp& warp, const polar_image& input, const polar_image& output);
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    polar_image input, output;
+    polar_options options{};
+
+  private:
+    void turnInput();
+    void turnOutput();
+
+    double amount_;
+    polar_circle circle_;
+    polar_rect source_, whole_;
+};
 
 }  // namespace adapters

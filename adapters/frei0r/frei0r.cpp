@@ -138,7 +138,8 @@ void f0r_update(f0r_instance_t handle, double, const std::uint32_t* from, std::u
     // The library reads it only.
     const polar_image input = frameOf(instance, const_cast<std::uint32_t*>(from));
     const polar_image output = frameOf(instance, to);
-    const int status = adapters::render(warpOf(instance), input, output, 0);
+    const adapters::Call call(warpOf(instance), input, output);
+    const int status = polar_render(&call.input, &call.output, &call.options);
     // Nothing tells a host of failure. A frame rendered in place stays as it is.
     if (status != POLAR_OK && status != POLAR_OVERLAP && status != POLAR_BAD_SIZE)
         std::memset(to, 0, std::size_t{instance.width} * instance.height * 4);
