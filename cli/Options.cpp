@@ -119,10 +119,13 @@ void addFileOptions(CLI::App& command, Options& options) {
 }
 
 void addPixelOptions(CLI::App& command, Options& options) {
-    using hosting::Sampling;
     addChoice<Sampling>(command, "--sampling",
-                        {{"bilinear", Sampling::bilinear}, {"nearest", Sampling::nearest}},
-                        options.frame.sampling, "How source pixels are read");
+                        {{"bilinear", Sampling::bilinear},
+                         {"nearest", Sampling::nearest},
+                         {"area", Sampling::area}},
+                        options.frame.sampling,
+                        "Mix the four pixels around each place, copy the nearest one, or mix all "
+                        "that an output pixel covers: slower, without moire and steps");
     addChoice(command, "--format", formatChoices(), options.frame.format,
               "Pixels to render in; auto: as the file has them");
     addPlugin(command, options, "Module to render with, driven as by its host [libpolar]");
@@ -209,15 +212,23 @@ std::string complaint(const CLI::App& app, const CLI::ParseError& error) {
     return rest.front() + " is not expected" + meantWord(rest.front(), words);
 }
 
-// What keeps options that are each fine from going together; empty when nothing does.
-std::string conflictIn(const CLI::App& command, const Options& options) {
-    const auto onlyLibrary = command.get_options([](const CLI::Option* option) {
+// What of the options only the library can do; empty when nothing.
+std::string beyondModules(const CLI::App& command, const Options& options) {
+    if (options.frame.sampling == Sampling::area) return "--sampling area";
+    const auto found = command.get_options([](const CLI::Option* option) {
         return option->get_group() == geometry && option->count() > 0 &&
                option->get_name() != "--source" && option->get_name() != "--region";
     });
-    if (options.plugin && !onlyLibrary.empty())
-        return onlyLibrary.front()->get_name() +
-               " cannot be had with --plugin; a module takes --source, --region and --sampling";
+    return found.empty() ? "" : found.front()->get_name();
+}
+
+// What keeps options that are each fine from going together; empty when nothing does.
+std::string conflictIn(const CLI::App& command, const Options& options) {
+    const std::string beyond = options.plugin ? beyondModules(command, options) : "";
+    if (!beyond.empty())
+        return beyond +
+               " cannot be had with --plugin; a module takes --source, --region and "
+               "--sampling bilinear or nearest";
     try {
         checkWarp(options.frame.filter, options.frame.warp);
         return {};

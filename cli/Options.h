@@ -28,7 +28,7 @@ struct Paths {
 struct FrameSettings {
     hosting::Filter filter = hosting::Filter::polarToRectangular;
     WarpSettings warp;
-    hosting::Sampling sampling = hosting::Sampling::bilinear;
+    Sampling sampling = Sampling::bilinear;
     std::optional<QzBitmapType> format;         // else the one that holds the file's values
     std::optional<pictures::Rectangle> source;  // what is cropped from the picture; else all of it
     std::optional<pictures::Rectangle> region;  // the part of the result to write; likewise

@@ -40,6 +40,12 @@ Rectangle sourceOf(const Rectangle& picture, const std::optional<Rectangle>& ask
     return source;
 }
 
+const char* nameOf(Sampling sampling) {
+    return sampling == Sampling::nearest ? "nearest"
+           : sampling == Sampling::area  ? "area"
+                                         : "bilinear";
+}
+
 Warp warpOf(const Rectangle& source, const FrameSettings& settings,
             const std::filesystem::path& file) {
     try {
@@ -62,7 +68,7 @@ PartRenderer::PartRenderer(const Renderer& renderer, const FrameSettings& settin
       region_(regionOf(result(), settings.region, file)) {}
 
 bool PartRenderer::repeatsEdges() const {
-    return warp_.unwraps() && settings_.sampling == hosting::Sampling::nearest;
+    return warp_.unwraps() && settings_.sampling == Sampling::nearest;
 }
 
 pictures::RenderTraits PartRenderer::traits() const {
@@ -72,7 +78,7 @@ pictures::RenderTraits PartRenderer::traits() const {
         pictures::contains(part_.filled(), source_) && warp_.staysInside() && showsEdges;
     const bool keepsPlace =
         !settings_.source && result().width == picture_.width && result().height == picture_.height;
-    return {!staysInside, settings_.sampling == hosting::Sampling::nearest, region_,
+    return {!staysInside, settings_.sampling == Sampling::nearest, region_,
             keepsPlace ? std::nullopt : std::optional(result()),
             settings_.format.value_or(part_.format())};
 }
@@ -89,8 +95,7 @@ std::string PartRenderer::describeInput() const {
 
 std::string PartRenderer::describeRender() const {
     return "source " + toText(source_) + ", " + toText(warp_) + ", region " + toText(region_) +
-           ", " + (settings_.sampling == hosting::Sampling::nearest ? "nearest" : "bilinear") +
-           ", rendered by " + renderer_.name();
+           ", " + nameOf(settings_.sampling) + ", rendered by " + renderer_.name();
 }
 
 void PartRenderer::render(const pictures::OutputGroup& group, unsigned threads, const Fill& fill,

@@ -9,7 +9,6 @@ namespace cli {
 
 namespace {
 
-using hosting::Sampling;
 using pictures::Rectangle;
 
 struct Free {
@@ -58,7 +57,7 @@ class LibraryRendering : public Rendering {
         polar_options options{};
         options.size = sizeof options;
         options.direction = warp.unwraps() ? POLAR_UNWRAP : POLAR_WRAP;
-        options.sampling = request.sampling == Sampling::nearest ? POLAR_NEAREST : POLAR_BILINEAR;
+        options.sampling = static_cast<std::int32_t>(request.sampling);
         options.threads = static_cast<std::int32_t>(threads_);
         options.whole = &whole;
         options.circle = &warp.circle;
@@ -103,8 +102,9 @@ class ModuleRendering : public Rendering {
     polar_image render(const RenderRequest& request) override {
         output_ = hosting::makeBitmap(width_, height_, format_);
         hosting::FilterInstance instance(module_, request.warp.filter);
+        const bool isNearest = request.sampling == Sampling::nearest;
         instance.render(*input_, *output_, {0, 0, width_, height_}, request.region,
-                        request.sampling);
+                        isNearest ? hosting::Sampling::nearest : hosting::Sampling::bilinear);
         instance.close();
         input_.reset();
         return part(*output_, request.region);

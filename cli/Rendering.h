@@ -16,7 +16,7 @@ namespace cli {
 // more when unwrapping: those are not the picture's, and seen where the rim falls there.
 struct RenderRequest {
     const Warp& warp;
-    hosting::Sampling sampling;
+    Sampling sampling;
     pictures::Rectangle region;  // the part of the result to render
 };
 
@@ -54,7 +54,7 @@ class Renderer {
 std::unique_ptr<Renderer> makeLibraryRenderer();
 
 // A module, driven as its host does, on one thread for each render. It knows the warps that follow
-// from a picture's size alone. Throws hosting::ModuleError
+// from a picture's size alone, and no area sampling. Throws hosting::ModuleError
 // when it cannot be loaded.
 std::unique_ptr<Renderer> makeModuleRenderer(const std::filesystem::path& path);
 

@@ -11,6 +11,9 @@
 
 namespace cli {
 
+// How source pixels are read; as in polar_options.
+enum class Sampling { bilinear = POLAR_BILINEAR, nearest = POLAR_NEAREST, area = POLAR_AREA };
+
 // As users give it; what is missing follows from the picture. Both filters mean the same by it and
 // are each other's inverse. Lengths are in pixels, angles in degrees.
 struct WarpSettings {

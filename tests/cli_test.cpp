@@ -67,6 +67,8 @@ TEST_F(Cli, BadInputGivesOneLineAndNoFile) {
         {"unwrap in.png -o o.png --circle --radius 3", 2, "--radius excludes --circle"},
         {"unwrap in.png -o o.png --plugin none --region 1x1 --angle 0", 2,
          "--angle cannot be had with --plugin; a module takes --source, --region and --sampling"},
+        {"unwrap in.png -o o.png --plugin none --sampling area", 2,
+         "--sampling area cannot be had with --plugin; a module takes --source, --region and"},
         {"unwrap in.png -o o.png --plugin none", 1, "/none: cannot be loaded: "},
         {"unwrap in.png -o o.png --source 8x8+0+0junk", 2, "--source: 8x8+0+0junk is no WxH+X+Y"},
         {"unwrap in.png in.png -o o.png", 2, "o.png does not end in '/'"},
@@ -400,7 +402,8 @@ TEST_F(Cli, TellsAboutItselfAndTheModule) {
     save("in.png", {8, 8, 3, TypeDesc::UINT8}, {1, 0, 0});
     const std::pair<std::string, std::vector<std::string>> cases[] = {
         {"polar --help", {"polar unwrap ", "polar wrap ", "info"}},
-        {"polar help unwrap", {"--region", "bilinear|nearest", "|rgba12|", "no more in memory"}},
+        {"polar help unwrap",
+         {"--region", "bilinear|nearest|area", "|rgba12|", "no more in memory"}},
         {"for c in '' unwrap wrap compare info; do polar $c --help; done | wc -L | awk '$1 <= 80'",
          {"\n"}},
         {"polar info",

@@ -238,6 +238,8 @@ TEST_F(Cli, OpaquePicturesStayOpaque) {
         {"unwrap rgb.png --alpha keep", 4, {}},
         {"unwrap rgb.png", 3, {}},
         {"unwrap rgb.png --sampling nearest --size 99x99", 3, {}},
+        {"unwrap rgb.png --sampling area", 3, {}},
+        {"unwrap rgb.png --sampling area --size 7x9", 3, {}},
         {"unwrap rgb.png --sampling nearest --amount 0.9", 4, {}},
         {"unwrap rgb.png --amount 0.9 --size 99x99", 3, {}},
         {"unwrap rgb.png --center 9,10 --radius 10", 3, {}},

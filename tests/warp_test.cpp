@@ -144,6 +144,15 @@ TEST_F(Warp, SizesFollowTheRadiiWhenUnwrapping) {
     }
 }
 
+TEST_F(Warp, AreaSamplingMixesWhatAPixelCovers) {
+    save("in.tif", {64, 64, 1, TypeDesc::FLOAT}, {0, 1});  // columns
+    for (const auto& [sampling, wanted] : {std::pair{"area", 0.5f}, {"bilinear", 0.f}}) {
+        runWell("unwrap in.tif -o o.tif --size 16x16 --amount 0 --sampling " +
+                std::string(sampling));
+        EXPECT_NEAR(pixel(load("o.tif"), 8, 8)[0], wanted, 0.01) << sampling;
+    }
+}
+
 // Within the circle, where a panorama of twice the size holds all that there was.
 TEST_F(Warp, RoundTripsKeepThePicture) {
     const std::string picture = "'" POLAR_EXAMPLES "/panorama.png'";
