@@ -4,7 +4,7 @@
 namespace adapters {
 
 struct Effect {
-    const char* name;  // fixed for ever: hosts keep it in projects, and so are the files' names
+    const char* name;
     const char* explanation;
     int direction;  // POLAR_UNWRAP ...
 };
