@@ -45,6 +45,9 @@ every host of OpenFX, such as video editors and compositors.")
 add_package(frei0r polar-frei0r video "polar and rectangular effects for hosts of frei0r"
     "Two effects, Polar to Rectangular and Rectangular to Polar, for every host of
 frei0r, such as ffmpeg, GStreamer and video editors.")
+add_package(python python3-polarwarp python "bend pictures between polar and rectangular (Python)"
+    "Makes panoramas of round pictures and round pictures of panoramas that are numpy
+arrays, exactly and on all processors.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libpolar1 (= ${PROJECT_VERSION}-1)")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_FREI0R_PACKAGE_ENHANCES "ffmpeg, gstreamer1.0-plugins-bad, kdenlive, melt, shotcut")
