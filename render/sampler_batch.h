@@ -202,6 +202,9 @@ class Bilinear {
             if (bitsOf<Lanes>(inside) != (1u << Lanes::count) - 1) {
                 found.outside = outside(at);
                 found.open |= ~bitsOf<Lanes>(Spots::hasRests ? isNear(column, row) : inside);
+                if constexpr (mapping == Mapping::wrap && Spots::hasRests)
+                    if (bounds_.isCyclic) [[unlikely]]  // the first column is no neighbour here
+                        found.open |= bitsOf<Lanes>(column >= bounds_.lastColumn);
                 x.keepIn(bounds_.left, bounds_.lastColumn);
                 y.keepIn(bounds_.top, bounds_.lastRow);
             }
