@@ -145,6 +145,15 @@ def test_every_shape_stride_and_output_gives_the_same_pixels(shape, dtype):
     assert np.array_equal(polarwarp.unwrap(image, out=image), polarwarp.unwrap(before))
 
 
+@pytest.mark.parametrize("dtype", [np.uint8, np.uint16])
+def test_integers_are_rounded_floats_also_across_the_seam(dtype):
+    image = noise((60, 90, 3), dtype)
+    options = dict(size=(200, 200), radius=90, cyclic=True)
+    off = polarwarp.wrap(image, **options) - polarwarp.wrap(image.astype(np.float32), **options)
+    y, x = np.mgrid[:200, :200] - 100
+    assert np.abs(off[np.hypot(x, y) < 90 * 59 / 60 - 0.01]).max() <= 0.51
+
+
 def test_what_numpy_usually_makes_is_not_copied():
     image = noise((1000, 1000, 4), np.uint8)
     for view in (image, image[::-1], image[::2], image[100:, 50:-50]):
