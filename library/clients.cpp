@@ -37,14 +37,19 @@ struct OpaquePixel {
 
     std::array<unsigned char, channels * sizeof(Component)> bytes;
 
-    Components load() const {
-        Component values[channels];
-        std::memcpy(values, bytes.data(), sizeof values);
-        return {values[0], values[channels / 2], values[channels - 1], Component{}};
-    }
+    Components load() const { return {at(0), at(channels / 2), at(channels - 1), Component{}}; }
     void store(const Components& components) {
+        // One by one: memory that is written in parts is slow to be read as a whole.
         const Component values[] = {components.r, components.g, components.b};
-        std::memcpy(bytes.data(), values, bytes.size());
+        for (std::size_t i = 0; i < channels; ++i)
+            std::memcpy(bytes.data() + i * sizeof(Component), values + i, sizeof(Component));
+    }
+
+  private:
+    Component at(std::size_t index) const {
+        Component value;
+        std::memcpy(&value, bytes.data() + index * sizeof value, sizeof value);
+        return value;
     }
 };
 
