@@ -46,6 +46,7 @@ class PlainChunks {
 template <class Lanes, class Pixel, Mapping mapping, class Pixels, class BilinearChunks>
 class AreaRenderer {
     using Doubles = typename Lanes::Doubles;
+    using Words = typename Lanes::Words;
     using Reals = typename Pixels::Reals;
     using Real = AreaReal<Pixel>;
     using Block = Columns<mapping>;
@@ -245,8 +246,8 @@ class AreaRenderer {
                   source_.addressOf(isAsked ? sums.column[half] : all<Doubles>(bounds.left),
                                     isAsked ? sums.top[half] : all<Doubles>(bounds.top)));
         }
-        return (inside & every) == every ? addRows<true>(sums, addresses)
-                                         : addRows<false>(sums, addresses);
+        return (inside & every) == every ? addRows<true>(sums, addresses, lanes)
+                                         : addRows<false>(sums, addresses, lanes);
     }
 
     [[gnu::always_inline]] void prepareRows(const Batch& batch, unsigned lanes,
@@ -283,8 +284,8 @@ class AreaRenderer {
     }
 
     template <bool isInside>
-    [[gnu::noinline]] Colours<Reals> addRows(const RowSums& given,
-                                             const std::uint64_t* addresses) const {
+    [[gnu::noinline]] Colours<Reals> addRows(const RowSums& given, const std::uint64_t* addresses,
+                                             unsigned lanes) const {
         const std::int64_t rowBytes = job_.input.rowBytes;
         const Reals fx = given.fx, offset = given.offset, own = given.rows;
         const Reals sum = (given.wide + given.narrow) * Real{0.5};
@@ -308,23 +309,39 @@ class AreaRenderer {
                 sums.template add<isFloat>(Pixels::loadPair(addresses, j * rowBytes),
                                            weight - right, right, active);
             else
-                sums.template add<isFloat>(pairsAt(given.column, given.top, j), weight - right,
-                                           right, active);
+                sums.template add<isFloat>(pairsAt(given.column, given.top, j, lanes),
+                                           weight - right, right, active);
         }
         return sums.means(all<Reals>(Real{1}));
     }
 
-    // Of pixels that may not be there, `below` the rows given.
+    // Of pixels that may not be there, `below` the rows given; of other lanes than those asked for,
+    // of pixels that are not.
     ColourPair<Reals> pairsAt(const Doubles (&columns)[halves], const Doubles (&rows)[halves],
-                              int below) const {
+                              double below, unsigned lanes) const {
         alignas(64) std::uint64_t addresses[count];
         alignas(8) unsigned char pairs[count][2 * pixelBytes];
-        for (int i = 0; i < count; ++i)
-            addresses[i] =
-                source_.pairAt(columns[i / Lanes::count][i % Lanes::count],
-                               rows[i / Lanes::count][i % Lanes::count] + below, pairs[i]);
+        const Bounds& bounds = source_.bounds();
+        unsigned others = source_.hasAddresses() ? 0 : lanes;
+        for (int half = 0; half < halves; ++half) {
+            const int at = half * Lanes::count;
+            const Doubles column = columns[half], row = rows[half] + below;
+            const unsigned asked = lanes >> at & every;
+            const auto isThere =
+                maskOf<Lanes>(asked) & (row >= bounds.top) & (row <= bounds.lastRow);
+            store(addresses + at, isThere ? source_.addressOf(column, row)
+                                          : all<Words>(reinterpret_cast<std::uintptr_t>(nothing)));
+            others |=
+                (asked & ~bitsOf<Lanes>((column >= bounds.left) & (column < bounds.lastColumn)))
+                << at;
+        }
+        for (; others != 0; others &= others - 1) {
+            const int i = std::countr_zero(others), half = i / Lanes::count, k = i % Lanes::count;
+            addresses[i] = source_.pairAt(columns[half][k], rows[half][k] + below, pairs[i]);
+        }
         return Pixels::loadPair(addresses, 0);
     }
+    static constexpr unsigned char nothing[2 * pixelBytes] = {};
 
     // Others: equally many bilinear samples along either side of a pixel's square.
     struct Grid {
@@ -332,12 +349,14 @@ class AreaRenderer {
         Narrowing<Lanes> narrowing[halves];
         Reals across, down;
         int mostAcross, mostDown;
+        unsigned lanes;
         bool isInside;
     };
 
     template <bool isExact>
     Colours<Reals> sumGrid(const Batch& batch, unsigned lanes) const {
         Grid grid;
+        grid.lanes = lanes;
         grid.isInside = source_.hasAddresses();
         Doubles mostAcross = all<Doubles>(1.0), mostDown = mostAcross;
         Doubles across[halves], down[halves];
@@ -417,10 +436,10 @@ class AreaRenderer {
                     sums.template add<isFloat>(Pixels::loadPair(addresses, rowBytes), fy - lower,
                                                lower, active);
                 } else {
-                    sums.template add<isFloat>(pairsAt(columns, rows, 0), gy - upper, upper,
-                                               active);
-                    sums.template add<isFloat>(pairsAt(columns, rows, 1), fy - lower, lower,
-                                               active);
+                    sums.template add<isFloat>(pairsAt(columns, rows, 0, grid.lanes), gy - upper,
+                                               upper, active);
+                    sums.template add<isFloat>(pairsAt(columns, rows, 1, grid.lanes), fy - lower,
+                                               lower, active);
                 }
             }
         }

@@ -95,14 +95,14 @@ struct Narrowing {
     typename Lanes::Doubles x, y;
 };
 
-// A pixel's position, displacements of first order and spans; the lanes that are near the centre
-// and, wrapping, the part of a turn that they are at.
+// A pixel's position, displacements of first order and spans; wrapping also the lanes that are near
+// the centre, and the part of a turn and the row that they are at before they move.
 template <class Lanes>
 struct Footprint : Gradients<Lanes> {
     using Doubles = typename Lanes::Doubles;
     Doubles x, y;
     Spans<Lanes> spans;
-    Doubles turned;
+    Doubles turned, mappedY;
     unsigned near;
 
     // Beyond which nothing of it lies, but for what second order adds.
@@ -316,7 +316,7 @@ class Footprints<Lanes, Mapping::wrap> {
         static_cast<Gradients<Lanes>&>(f) = gradients(place, growth(place));
         f.turned = turnAt(place.dx, place.dy);
         f.x = f.turned * geometry_.scaleX + geometry_.originX;
-        f.y = rowAt(place.radius);
+        f.y = f.mappedY = rowAt(place.radius);
         moves_.move(f, column, row.index);
         f.spans = spansOf(f, place);
         f.near = bitsOf<Lanes>(place.isNear());
@@ -360,30 +360,26 @@ class Footprints<Lanes, Mapping::wrap> {
                                  (0.6 * turnsPerRadian));
     }
 
-    // A pixel's own displacements, narrowed along either axis of the source. Twice as many where
-    // they are exact, which is rare: equally many on either side of a cut through the middle.
+    // A pixel's own displacements, narrowed along either axis of the source. Exact ones are even in
+    // number: equally many on either side of a cut through the middle.
     template <bool isExact>
     [[gnu::always_inline]] static Narrowing<Lanes> sample(const Footprint<Lanes>& f) {
         const auto isX = f.spans.isFirstWide(), isY = f.spans.isSecondWide();
         const auto needed = [&](Doubles x, Doubles y) __attribute__((always_inline)) {
-            return samplesFor<Lanes>(
+            return enough<isExact>(
                 larger(isX ? magnitude(x) : Doubles{}, isY ? magnitude(y) : Doubles{}));
         };
         Narrowing<Lanes> n;
         n.s.count = needed(f.xs, f.ys);
         n.t.count = needed(f.xt, f.yt);
-        if constexpr (isExact) {
-            n.s.count = n.s.count * 2.0;
-            n.t.count = n.t.count * 2.0;
-        }
         const Doubles across = 1.0 - 1.0 / squared(n.s.count);
         const Doubles down = 1.0 - 1.0 / squared(n.t.count);
         Doubles varianceX = squared(f.xs) * across + squared(f.xt) * down;
         Doubles varianceY = squared(f.ys) * across + squared(f.yt) * down;
         if (f.near != 0) [[unlikely]] {
             const auto isNear = maskOf<Lanes>(f.near);
-            const Doubles span = Lanes::Target::sqrt(larger(f.spans.first, f.spans.second));
-            const Doubles count = samplesFor<Lanes>(span * 0.5) * 2.0;
+            const Doubles count =
+                enough<isExact>(Lanes::Target::sqrt(larger(f.spans.first, f.spans.second)));
             const Doubles part = 1.0 - 1.0 / squared(count);
             n.s.count = isNear ? count : n.s.count;
             n.t.count = isNear ? count : n.t.count;
@@ -402,15 +398,13 @@ class Footprints<Lanes, Mapping::wrap> {
                                         const Footprint<Lanes>& f, const Narrowing<Lanes>& n,
                                         Doubles s, Doubles t, Doubles& x, Doubles& y) const {
         const Doubles dx = load<Doubles>(block.offset + i), dy = all<Doubles>(row.at);
-        const Place centre(*this, dx, row.at);
         const Doubles right = dx + s * geometry_.columns.step, below = dy + t * geometry_.rows.step;
         Doubles turn = turnAt(right, below) - f.turned;
         turn = turn > 0.5 ? turn - 1.0 : turn < -0.5 ? turn + 1.0 : turn;
         const Doubles radius =
             larger(Lanes::Target::sqrt(squared(right) + squared(below)), all<Doubles>(least()));
-        const Doubles start = rowAt(centre.radius);
         x = kept(f.turned + turn * n.x) * geometry_.scaleX + geometry_.originX;
-        y = start + (rowAt(radius) - start) * n.y;
+        y = f.mappedY + (rowAt(radius) - f.mappedY) * n.y;
         if (!moves_.isPartial) [[likely]]
             return;
         const Point step = geometry_.movement.step;
@@ -419,7 +413,7 @@ class Footprints<Lanes, Mapping::wrap> {
     }
 
   private:
-    static constexpr double nearSteps = 4, leastSteps = 0.25;
+    static constexpr double nearSteps = 3, leastSteps = 0.25;
 
     // Where a pixel lies about the centre, and what a step right and one down change of its angle
     // and of the logarithm of its distance.
@@ -444,6 +438,11 @@ class Footprints<Lanes, Mapping::wrap> {
     };
 
     double least() const { return leastSteps * step_; }
+
+    template <bool isEven>
+    [[gnu::always_inline]] static Doubles enough(Doubles span) {
+        return isEven ? samplesFor<Lanes>(span * 0.5) * 2.0 : samplesFor<Lanes>(span);
+    }
 
     // Near the centre, as if rows and columns lay in the direction of the largest gradient.
     [[gnu::always_inline]] Spans<Lanes> spansOf(const Gradients<Lanes>& g,
