@@ -62,9 +62,11 @@ OfxFrame::OfxFrame(ofx::EffectRecord effect, const Shape& s)
 }
 
 void OfxFrame::requireResult(const polar_options* given, bool isGroundBottom) const {
-    const auto& [format, alpha, region, inside, outside, wish, padding, isNegative] = shape;
-    const RectI window = common(wish, outside), part = common(window, region);
-    const TestImage wanted(format, widthOf(outside), heightOf(outside), 0, padding, !isNegative);
+    const RectI &region = shape.region, &inside = shape.inside, &outside = shape.outside;
+    const RectI window = common(shape.window, outside), part = common(window, region);
+    const int format = shape.format, alpha = shape.alpha;
+    const TestImage wanted(format, widthOf(outside), heightOf(outside), 0, shape.padding,
+                           !shape.isNegative);
     const auto pixel = [&](const TestImage& image, int x, int y) {
         return image.row(y - outside.y1) + (x - outside.x1) * std::ptrdiff_t(image.pixelBytes);
     };
@@ -172,11 +174,9 @@ struct Life {
         OfxFrame frame(described, shape);
         const bool isAnything = draw.upTo(2) == 0;
         for (auto& [name, parameter] : frame.instance.parameters.all)
-            if (!isAnything)
-                continue;
-            else if (std::holds_alternative<int>(parameter.value))
+            if (isAnything && std::holds_alternative<int>(parameter.value))
                 parameter.value = int(draw.upTo(5)) - 1;
-            else
+            else if (isAnything)
                 parameter.value = draw.of({0.0, 1.0, 0.5, 2.0, -3.0, 1e9, double(NAN)});
         auto& clips = frame.instance.clips;
         if (draw.upTo(16) == 0) clips["Source"].hasImage = false;

@@ -65,12 +65,11 @@ TEST_P(Effects, SayWhatTheyAreForEver) {
     for (const auto& [name, parameter] : record.parameters.all) {
         EXPECT_GT(parameter.properties.at<std::string>("OfxParamPropHint").size(), 20u);
         told << '\n' << name << ' ';
-        const bool isChoice = std::holds_alternative<int>(parameter.value);
         for (const char* const of :
              {"Animates", "Default", "Min", "Max", "DisplayMin", "DisplayMax"})
-            if (!isChoice || *of < 'D' || of[2] == 'f')
-                tell(parameter.properties, std::string("ParamProp") + of);
-        if (isChoice) tell(parameter.properties, "ParamPropChoiceOption");
+            tell(parameter.properties, std::string("ParamProp") + of);
+        if (std::holds_alternative<int>(parameter.value))
+            tell(parameter.properties, "ParamPropChoiceOption");
     }
     EXPECT_EQ(told.str(),
               "OfxImageEffectContextFilter OfxImageEffectContextGeneral OfxBitDepthByte "
@@ -81,12 +80,12 @@ TEST_P(Effects, SayWhatTheyAreForEver) {
               "angle 1 0 -1e+06 1e+06 -360 360 \n"
               "centreX 1 0.5 -10 10 0 1 \n"
               "centreY 1 0.5 -10 10 0 1 \n"
-              "direction 0 0 Automatic Clockwise Counterclockwise \n"
-              "ground 0 0 Top Bottom \n"
+              "direction 0 0 0 0 0 0 Automatic Clockwise Counterclockwise \n"
+              "ground 0 0 0 0 0 0 Top Bottom \n"
               "innerRadius 1 0 0 0.999 0 0.999 \n"
               "radius 1 1 0.001 100 0.001 2 \n"
-              "sampling 0 0 Bilinear Nearest Area \n"
-              "shape 0 0 Ellipse Circle ");
+              "sampling 0 0 0 0 0 0 Bilinear Nearest Area \n"
+              "shape 0 0 0 0 0 0 Ellipse Circle ");
     const Plugin& effect = host.plugin;
     const std::string label =
         direction == POLAR_WRAP ? "Rectangular to Polar" : "Polar to Rectangular";
@@ -98,6 +97,7 @@ TEST_P(Effects, SayWhatTheyAreForEver) {
               "OfxImageEffectPluginAPI" + identifier + "1");
     const fs::path icons = binary.parent_path().parent_path() / "Resources";
     EXPECT_GT(fs::file_size(icons / (identifier + ".png")), 1000u);
+    EXPECT_EQ(record.properties.at<std::string>("OfxPropIcon", 1), identifier + ".png");
 }
 
 // The whole frame, as it comes out of the command line: one render of the library, all defaults,
