@@ -352,8 +352,8 @@ class Footprints<Lanes, Mapping::wrap> {
             return bitsOf<Lanes>((magnitude(f.turned - turn.low) <= most) |
                                  (magnitude(f.turned - turn.high) <= most));
         };
-        // An angle of half a pixel's diagonal, for all that are not near, and a little more.
-        if (isBeside(all<Doubles>(0.75 * turnsPerRadian / nearSteps)) == 0) [[likely]]
+        // More than the angles below amount to for any that are not near.
+        if (isBeside(all<Doubles>(0.9 * turnsPerRadian / nearSteps)) == 0) [[likely]]
             return f.near;
         const Place place(*this, load<Doubles>(block.offset + i), row.at);
         return f.near | isBeside((magnitude(place.angleS) + magnitude(place.angleT)) *
