@@ -27,8 +27,11 @@ struct AreaPixels {
         return Format::loadPair(addresses, offset);
     }
     [[gnu::always_inline]] static void store(unsigned char* out, const Colours<Reals>& c) {
-        constexpr auto rounding = Format::rounding;
-        Format::storeRounded(out, {c.r + rounding, c.g + rounding, c.b + rounding, c.a + rounding});
+        const auto rounded = [&](Reals mean, double scale) __attribute__((always_inline)) {
+            return mean * static_cast<AreaReal<PixelType>>(scale) + Format::rounding;
+        };
+        Format::storeRounded(out, {rounded(c.r, Format::scale(0)), rounded(c.g, Format::scale(1)),
+                                   rounded(c.b, Format::scale(2)), rounded(c.a, Format::scale(3))});
     }
 };
 template <class Lanes>
