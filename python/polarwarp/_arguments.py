@@ -68,12 +68,10 @@ def flag(name: str, value: Any) -> bool:
 
 def choice(name: str, value: Any, words: Sequence[str]) -> int:
     """The place of a word among those that are accepted."""
+    if isinstance(value, str) and value in words:
+        return words.index(value)
     accepted = ", ".join(f'"{word}"' for word in words) + " are accepted"
-    if not isinstance(value, str):
-        raise _wrong(TypeError, name, value, accepted)
-    if value not in words:
-        raise _wrong(ValueError, name, value, accepted)
-    return words.index(value)
+    raise _wrong(ValueError if isinstance(value, str) else TypeError, name, value, accepted)
 
 
 def _several(kind: Callable[[Any], Any], count: int, name: str, value: Any, least: float,
