@@ -21,9 +21,9 @@ TEST_F(Cli, HostsOfOpenFxGetItsPixels) {
         {TypeDesc::UINT8, ".png", "OfxBitDepthByte"},
         {TypeDesc::UINT16, ".png", "OfxBitDepthShort"},
         {TypeDesc::FLOAT, ".tif", "OfxBitDepthFloat"}};
-    const char* const samplings[] = {"bilinear", "nearest"};
+    const char* const samplings[] = {"bilinear", "nearest", "area"};
     for (const auto& [type, extension, depth] : depths)
-        for (int way = 0; way < 4; ++way) {
+        for (int way = 0; way < 6; ++way) {
             const std::string from = std::string("in") + extension, to = "out" + from;
             save(from, {width, height, 4, type}, scattered(255, 4));
             runWell(std::string(way % 2 ? "wrap " : "unwrap ") + from + " -o " + to +
