@@ -105,9 +105,9 @@ void f0r_get_plugin_info(f0r_plugin_info_t* info) {
              adapters::effect.explanation};
 }
 
-void f0r_get_param_info(f0r_param_info_t* info, int index) {
-    if (!isParameter(index)) return;
-    const Parameter& parameter = parameters[index];
+void f0r_get_param_info(f0r_param_info_t* info, int param_index) {
+    if (!isParameter(param_index)) return;
+    const Parameter& parameter = parameters[param_index];
     *info = {parameter.name, parameter.type, parameter.explanation};
 }
 
@@ -121,26 +121,28 @@ f0r_instance_t f0r_construct(unsigned width, unsigned height) {
 
 void f0r_destruct(f0r_instance_t instance) { delete static_cast<Instance*>(instance); }
 
-void f0r_set_param_value(f0r_instance_t instance, f0r_param_t value, int index) {
-    if (!isParameter(index)) return;
+void f0r_set_param_value(f0r_instance_t instance, f0r_param_t param, int param_index) {
+    if (!isParameter(param_index)) return;
     double number = 0;
-    std::memcpy(&number, value, sizeof number);
-    if (std::isfinite(number)) static_cast<Instance*>(instance)->values[index] = number;
+    std::memcpy(&number, param, sizeof number);
+    if (std::isfinite(number)) static_cast<Instance*>(instance)->values[param_index] = number;
 }
 
-void f0r_get_param_value(f0r_instance_t instance, f0r_param_t value, int index) {
-    if (isParameter(index))
-        std::memcpy(value, &static_cast<Instance*>(instance)->values[index], sizeof(double));
+void f0r_get_param_value(f0r_instance_t instance, f0r_param_t param, int param_index) {
+    if (isParameter(param_index))
+        std::memcpy(param, &static_cast<Instance*>(instance)->values[param_index], sizeof(double));
 }
 
-void f0r_update(f0r_instance_t handle, double, const std::uint32_t* from, std::uint32_t* to) {
-    const Instance& instance = *static_cast<Instance*>(handle);
+void f0r_update(f0r_instance_t instance, double, const std::uint32_t* inframe,
+                std::uint32_t* outframe) {
+    const Instance& own = *static_cast<Instance*>(instance);
     // The library reads it only.
-    const polar_image input = frameOf(instance, const_cast<std::uint32_t*>(from));
-    const polar_image output = frameOf(instance, to);
-    const adapters::Call call(warpOf(instance), input, output);
+    const polar_image input = frameOf(own, const_cast<std::uint32_t*>(inframe));
+    const polar_image output = frameOf(own, outframe);
+    const adapters::Call call(warpOf(own), input, output);
+    // On all processors: most hosts have one thread for all their filters.
     const int status = polar_render(&call.input, &call.output, &call.options);
     // Nothing tells a host of failure. A frame rendered in place stays as it is.
     if (status != POLAR_OK && status != POLAR_OVERLAP && status != POLAR_BAD_SIZE)
-        std::memset(to, 0, std::size_t{instance.width} * instance.height * 4);
+        std::memset(outframe, 0, std::size_t{own.width} * own.height * 4);
 }
