@@ -110,19 +110,19 @@ namespace {
 
 struct Life {
     void live() {
-        OfxHost::manners = {};
+        OfxHost::manners() = {};
         require(host.load() == ofx::statusOk, "loads");
         const ofx::EffectRecord described = host.describe();
         while (draw.left()) {
             spoil();
             request(described);
-            OfxHost::manners = {};
+            OfxHost::manners() = {};
         }
-        OfxHost::calls.clear();
+        OfxHost::calls().clear();
     }
 
     void spoil() {
-        auto& manners = OfxHost::manners;
+        auto& manners = OfxHost::manners();
         manners.threads = static_cast<OfxManners::Threads>(draw.upTo(4));
         manners.processors = draw.of({2U, 1U, 0U, 3U});
         if (isSpoilt = draw.upTo(3) == 0; !isSpoilt) return;

@@ -4,18 +4,15 @@
 #include <stdexcept>
 #include <thread>
 
-thread_local OfxManners OfxHost::manners;
-thread_local std::vector<std::string> OfxHost::calls;
-
 namespace {
 
 using namespace ofx;
 
 // Throws what no plug-in may let through; also where the interface allows no such call.
 void note(const std::string& call, bool isAllowed = true) {
-    OfxHost::calls.push_back(call);
+    OfxHost::calls().push_back(call);
     if (!isAllowed) throw std::logic_error("not now: " + call);
-    if (--OfxHost::manners.callsLeft < 0) throw std::runtime_error("a host's own failure");
+    if (--OfxHost::manners().callsLeft < 0) throw std::runtime_error("a host's own failure");
 }
 
 template <class Record, class Key>
@@ -29,7 +26,7 @@ Status set(PropertySet set, const char* name, int index, Given value) {
     note(std::string("set ") + name);
     auto& values = set->values[name];
     const bool isOther = !values.empty() && !std::holds_alternative<Kept>(values[0]);
-    if (isOther || OfxHost::manners.missing.contains(name)) return statusErrUnknown;
+    if (isOther || OfxHost::manners().missing.contains(name)) return statusErrUnknown;
     values.resize(std::max(values.size(), std::size_t(index) + 1), Kept());
     values[std::size_t(index)] = Kept(value);
     return statusOk;
@@ -39,7 +36,7 @@ template <class Kept, class Asked>
 Status get(PropertySet set, const char* name, int index, Asked* value) {
     note(std::string("get ") + name);
     auto* const values = find(set->values, name);
-    if (values == nullptr || OfxHost::manners.missing.contains(name)) return statusErrUnknown;
+    if (values == nullptr || OfxHost::manners().missing.contains(name)) return statusErrUnknown;
     if (std::size_t(index) >= values->size()) return statusErrBadIndex;
     auto* const kept = std::get_if<Kept>(&(*values)[std::size_t(index)]);
     if (kept == nullptr) return statusErrUnknown;
@@ -97,7 +94,7 @@ Status getParameter(ParameterSet set, const char* name, Parameter* parameter, Pr
 
 Status getValueAtTime(Parameter parameter, double time, ...) {
     note("value");
-    if (!OfxHost::manners.tellsValues) return statusOk;
+    if (!OfxHost::manners().tellsValues) return statusOk;
     va_list values;
     va_start(values, time);
     if (const int* const place = std::get_if<int>(&parameter->value))
@@ -110,7 +107,7 @@ Status getValueAtTime(Parameter parameter, double time, ...) {
 
 Status multiThread(void (*work)(unsigned, unsigned, void*), unsigned count, void* argument) {
     note("threads");
-    const auto manner = OfxHost::manners.threads;
+    const auto manner = OfxHost::manners().threads;
     if (manner == OfxManners::nested) return statusErrExists;
     if (manner == OfxManners::inTurn)
         for (unsigned i = 0; i < 2 * count; ++i) work(0, 1, argument);
@@ -153,7 +150,7 @@ const EffectSuite effects{
 const ParameterSuite parameters{defineParameter, getParameter, {}, {}, getValueAtTime, {}};
 const MultiThreadSuite threads{
     multiThread,
-    [](unsigned* count) { return *count = OfxHost::manners.processors, Status(statusOk); },
+    [](unsigned* count) { return *count = OfxHost::manners().processors, Status(statusOk); },
     {}};
 
 const void* fetchSuite(PropertySet, const char* name, int version) {
@@ -163,8 +160,9 @@ const void* fetchSuite(PropertySet, const char* name, int version) {
                                                            {suite::parameter, &parameters},
                                                            {suite::multiThread, &threads}};
     const auto* const suite = find(suites, name);
-    if (version != 1 || suite == nullptr || OfxHost::manners.missing.contains(name)) return nullptr;
-    return OfxHost::manners.hasEmptySuites ? empty : *suite;
+    if (version != 1 || suite == nullptr || OfxHost::manners().missing.contains(name))
+        return nullptr;
+    return OfxHost::manners().hasEmptySuites ? empty : *suite;
 }
 
 Host host{nullptr, fetchSuite};

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "adapters/openfx/ofx.h"
+#include "tests/ofThisThread.h"
 
 namespace ofx {
 
@@ -65,7 +66,7 @@ struct OfxHost {
     // The effect as a filter, its parameters at their defaults. Throws std::logic_error.
     ofx::EffectRecord describe();
 
-    static thread_local OfxManners manners;
-    static thread_local std::vector<std::string> calls;
+    static OfxManners& manners() { return ofThisThread<OfxManners>(); }
+    static std::vector<std::string>& calls() { return ofThisThread<std::vector<std::string>>(); }
     ofx::Plugin& plugin;
 };

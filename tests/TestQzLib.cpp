@@ -2,16 +2,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <mutex>
-#include <thread>
 
-TestQzLib& TestQzLib::instance() {
-    // Not thread_local: Windows frees the memory of such objects before they are destroyed.
-    static std::map<std::thread::id, TestQzLib> libraries;
-    static std::mutex mutex;
-    const std::lock_guard lock(mutex);
-    return libraries[std::this_thread::get_id()];
-}
+#include "tests/ofThisThread.h"
+
+TestQzLib& TestQzLib::instance() { return ofThisThread<TestQzLib>(); }
 
 bool TestQzLib::log(Call call) {
     const std::size_t number = calls.size();

@@ -1,6 +1,5 @@
 // The OpenFX binary in a host.
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -9,6 +8,7 @@
 #include <future>
 #include <sstream>
 
+#include "hosting/loader.h"
 #include "tests/OfxFrame.h"
 
 namespace {
@@ -19,15 +19,16 @@ namespace fs = std::filesystem;
 const fs::path binary = POLAR_OPENFX;
 
 Plugin& plugin(int index) {
-    static void* const library = dlopen(binary.c_str(), RTLD_NOW | RTLD_LOCAL);
-    static auto* const get = reinterpret_cast<Plugin* (*)(int)>(dlsym(library, "OfxGetPlugin"));
+    static void* const library = hosting::loadLibrary(binary);
+    static auto* const get =
+        reinterpret_cast<Plugin* (*)(int)>(hosting::symbolOf(library, "OfxGetPlugin"));
     return *get(index);
 }
 
 // A loaded effect.
 struct Effects : testing::TestWithParam<int> {
     Effects() {
-        OfxHost::manners = {};
+        OfxHost::manners() = {};
         EXPECT_EQ(host.load(), statusOk);
         options.size = sizeof options;
         options.direction = direction;
@@ -110,7 +111,7 @@ TEST_P(Effects, GiveTheLibrarysPixels) {
             for (const int alpha : {0, 1, 2, 3}) {
                 OfxFrame all = frame(format, alpha, 397, 331);
                 all.instance.parameters.all.at("sampling").value = options.sampling = sampling;
-                OfxHost::manners.threads = static_cast<OfxManners::Threads>(cases++ / 4 % 4);
+                OfxHost::manners().threads = static_cast<OfxManners::Threads>(cases++ / 4 % 4);
                 ASSERT_EQ(all.render(host), statusOk);
                 ASSERT_NO_THROW(all.requireResult(&options)) << format << alpha << sampling;
             }
@@ -173,14 +174,15 @@ TEST_P(Effects, AnswerCleanlyWhateverIsMissing) {
              values["OfxImagePropBounds"] = {0, 0, 1 << 30, 1 << 30};
              values["OfxImagePropRegionOfDefinition"] = {0, 0, 1 << 30, 1 << 30};
              values["OfxImagePropRowBytes"] = {16};
-             values["OfxImagePropData"] = {reinterpret_cast<void*>(0x1000)};  // far from all else
+             values["OfxImagePropData"] = {
+                 reinterpret_cast<void*>(std::uintptr_t{1} << 44)};  // far from all else
          }},
     };
     for (const auto& [status, spoil] : cases) {
         OfxFrame all = frame(POLAR_RGBA_FLOAT, POLAR_PREMULTIPLIED);
-        spoil(all, OfxHost::manners);
+        spoil(all, OfxHost::manners());
         EXPECT_EQ(all.render(host), status) << &status - &cases[0].first;
-        OfxHost::manners = {};
+        OfxHost::manners() = {};
         for (const auto& [name, clip] : all.instance.clips) EXPECT_EQ(clip.held, 0) << name;
         if (status == statusOk)
             EXPECT_NO_THROW(all.requireResult(&options));
@@ -190,7 +192,7 @@ TEST_P(Effects, AnswerCleanlyWhateverIsMissing) {
     // An abort leaves what is done; nothing to bend is nothing to see.
     OfxFrame all = frame(POLAR_RGBA8, POLAR_STRAIGHT, 600, 600);
     all.instance.pollsLeft = 3;
-    OfxHost::manners.processors = 1;
+    OfxHost::manners().processors = 1;
     EXPECT_EQ(all.render(host), statusOk);
     const auto found = all.output.pixels();
     EXPECT_GT(std::count(found.begin(), found.end(), 0xA5), 600 * 600);
@@ -200,8 +202,8 @@ TEST_P(Effects, AnswerCleanlyWhateverIsMissing) {
 
     for (const char* const suite :
          {"OfxPropertySuite", "OfxImageEffectSuite", "OfxParameterSuite", ""}) {
-        OfxHost::manners.missing = {suite};
-        OfxHost::manners.hasEmptySuites = *suite == 0;
+        OfxHost::manners().missing = {suite};
+        OfxHost::manners().hasEmptySuites = *suite == 0;
         EXPECT_EQ(host.load(), statusErrMissingHostFeature) << suite;
     }
     EXPECT_EQ(host.call("OfxActionDescribe", nullptr), statusErrBadHandle);

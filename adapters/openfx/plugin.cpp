@@ -97,9 +97,9 @@ Plugin plugin{
 
 }  // namespace ofx
 
-extern "C" [[gnu::visibility("default")]] int OfxGetNumberOfPlugins() { return 2; }
+extern "C" int OfxGetNumberOfPlugins() { return 2; }
 
-extern "C" [[gnu::visibility("default")]] ofx::Plugin* OfxGetPlugin(int index) {
+extern "C" ofx::Plugin* OfxGetPlugin(int index) {
     if (index == 0) return &ofx::plugin<POLAR_UNWRAP>;
     return index == 1 ? &ofx::plugin<POLAR_WRAP> : nullptr;
 }

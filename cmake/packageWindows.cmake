@@ -1,0 +1,21 @@
+# `cpack` in the build folder makes two archives for Windows: the OpenFX bundle, to be unpacked where
+# hosts look for it, and the library with its import library and header.
+set(CPACK_GENERATOR ZIP)
+set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL openfx library development)
+set(CPACK_INCLUDE_TOPLEVEL_DIRECTORY OFF)
+set(CPACK_COMPONENT_INCLUDE_TOPLEVEL_DIRECTORY OFF)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_ARCHIVE_OPENFX_FILE_NAME polar-openfx-windows)
+set(CPACK_ARCHIVE_LIBPOLAR_FILE_NAME libpolar-windows)
+foreach(component openfx library)
+    install(FILES LICENSE DESTINATION . RENAME LICENSE.txt COMPONENT ${component})
+endforeach()
+install(FILES adapters/openfx/README-windows.txt
+    DESTINATION . RENAME README.txt COMPONENT openfx)
+include(CPack)
+cpack_add_component(library GROUP libpolar)
+cpack_add_component(development GROUP libpolar)
+cpack_add_component(openfx GROUP openfx)
+cpack_add_component_group(libpolar)
+cpack_add_component_group(openfx)
