@@ -30,8 +30,9 @@ struct Unfused : TargetType {
 // An axis whose squared span is no more counts as one pixel: what narrowing leaves is too little to
 // be seen.
 constexpr double narrowest = 1.005;
-// Samples in a row of a pixel: more make no difference, whatever it spans.
-constexpr double mostSamples = 32;
+// Samples in a row of a pixel: more make no difference, whatever it spans. Near the centre all
+// directions get as many.
+constexpr double mostSamples = 32, mostNear = 24;
 
 template <class V>
 [[gnu::always_inline]] inline V squared(V value) {
@@ -379,7 +380,8 @@ class Footprints<Lanes, Mapping::wrap> {
         if (f.near != 0) [[unlikely]] {
             const auto isNear = maskOf<Lanes>(f.near);
             const Doubles count =
-                enough<isExact>(Lanes::Target::sqrt(larger(f.spans.first, f.spans.second)));
+                smaller(enough<isExact>(Lanes::Target::sqrt(larger(f.spans.first, f.spans.second))),
+                        all<Doubles>(mostNear));
             const Doubles part = 1.0 - 1.0 / squared(count);
             n.s.count = isNear ? count : n.s.count;
             n.t.count = isNear ? count : n.t.count;
@@ -413,7 +415,7 @@ class Footprints<Lanes, Mapping::wrap> {
     }
 
   private:
-    static constexpr double nearSteps = 3, leastSteps = 0.25;
+    static constexpr double nearSteps = 2, leastSteps = 0.25;
 
     // Where a pixel lies about the centre, and what a step right and one down change of its angle
     // and of the logarithm of its distance.
