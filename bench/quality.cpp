@@ -226,7 +226,7 @@ void measure(const std::vector<Picture>& pictures, int direction, const Kind& ki
 int writeCrop(const char* path) {
     constexpr int side = 512, shown = 80, zoom = 3, gap = 6, half = shown * zoom;
     constexpr int width = 2 * half + gap;
-    const Picture from = bench::text(2 * side, side);
+    const Picture from = bench::grid(2 * side, side);
     polar_options options{};
     options.size = sizeof options;
     options.direction = POLAR_WRAP;

@@ -48,7 +48,7 @@ template <class V>
 // The lanes of those bits.
 template <class Lanes>
 [[gnu::always_inline]] inline auto maskOf(unsigned bits) {
-    typename Lanes::Words place;
+    typename Lanes::Words place{};
     for (int i = 0; i < Lanes::count; ++i) place[i] = std::uint64_t{1} << i;
     return (all<typename Lanes::Words>(std::uint64_t{bits}) & place) != 0;
 }
@@ -147,7 +147,7 @@ struct Moves {
     explicit Moves(const Movement& given) : movement(given), isPartial(!given.isWhole()) {}
 
     [[gnu::always_inline]] Doubles ownX(double column) const {
-        Doubles columns;
+        Doubles columns{};
         for (int i = 0; i < Lanes::count; ++i) columns[i] = column + i;
         return movement.first.x + movement.step.x * columns;
     }
