@@ -8,6 +8,7 @@ from numpy.typing import NDArray
 
 FARTHEST = 2.0**31  # pixels
 MOST_PIXELS = 2**31  # of a result
+LARGEST = float(np.finfo(np.float64).max)
 CHANNELS = (1, 3, 4)
 COLOURS = {"black": "#000000", "white": "#ffffff"}
 
@@ -53,6 +54,8 @@ def _within(kind: Callable[[Any], Any], name: str, value: Any, least: float, mos
 
 
 def number(name: str, value: Any, least: float, most: float, accepted: str) -> float:
+    if type(value) is float and least <= value <= most:
+        return value  # at once, as most are
     return float(_within(float, name, value, least, most, accepted))
 
 
@@ -175,7 +178,7 @@ def background(name: str, value: Any, channels: int, is_opaque: bool) -> tuple[f
 
 def pictures(name: str, array: NDArray[Any]) -> NDArray[Any]:
     """As a stack, (n, height, width, channels): a view."""
-    if array.dtype not in (np.uint8, np.uint16, np.float32):
+    if array.dtype.char not in "BHf" or not array.dtype.isnative:
         accepted = "uint8, uint16 and float32, in native byte order, are accepted"
         raise TypeError(f"{name} is of type {array.dtype!s}; {accepted}")
     stack = array
@@ -183,8 +186,9 @@ def pictures(name: str, array: NDArray[Any]) -> NDArray[Any]:
         stack = array[np.newaxis, :, :, np.newaxis]
     elif array.ndim == 3:
         stack = array[np.newaxis]
-    if stack.ndim != 4 or stack.shape[3] not in CHANNELS or not all(
-            0 < length < MOST_PIXELS for length in stack.shape[1:3]):
+    shape = stack.shape
+    if not (len(shape) == 4 and shape[3] in CHANNELS and 0 < shape[1] < MOST_PIXELS
+            and 0 < shape[2] < MOST_PIXELS):
         raise ValueError(
             f"{name} is of shape {array.shape}; (height, width), (height, width, channels) and (n, "
             "height, width, channels), with 1, 3 or 4 channels and no side of 0, are accepted")

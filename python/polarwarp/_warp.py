@@ -202,8 +202,8 @@ def _circle(round_picture: tuple[int, int], center: Any, radius: Any, inner_radi
         rx, ry = (min(half), min(half)) if circle else half
     inner = arguments.number("inner_radius", inner_radius, 0, math.nextafter(rx, 0),
                              f"0 to below the radius, which is {rx:.12g}, is accepted") / rx
-    most = float(np.finfo(np.float64).max)
-    start = arguments.number("angle", angle, -most, most, "a finite number of degrees is accepted")
+    start = arguments.number("angle", angle, -arguments.LARGEST, arguments.LARGEST,
+                             "a finite number of degrees is accepted")
     turns = arguments.number("arc", arc, 1e-30, 360, "above 0 to 360 degrees is accepted") / 360
     # Whole turns are taken off in degrees, where that is exact.
     return x, y, rx, ry, inner, math.fmod(start, 360) / 360, turns
