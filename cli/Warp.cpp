@@ -3,6 +3,7 @@
 #include <OpenImageIO/strutil.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 
@@ -81,12 +82,12 @@ bool panoramaLiesIn(const Size& round, const Warp& warp) {
     const double end = circle.start_turns + sign * circle.turns;
     for (const double turns : {circle.start_turns, end})
         if (!isInside(turns, circle.inner) || !isInside(turns, last)) return false;
-    for (const double turns : {0.0, 0.25, 0.5, 0.75}) {
+    constexpr std::array quarters{0.0, 0.25, 0.5, 0.75};
+    return std::all_of(quarters.begin(), quarters.end(), [&](double turns) {
         const double fromFirst = sign * (turns - circle.start_turns);
         const bool isCovered = fromFirst - std::floor(fromFirst) <= circle.turns;
-        if (isCovered && !isInside(turns, last)) return false;
-    }
-    return true;
+        return !isCovered || isInside(turns, last);
+    });
 }
 
 bool panoramaCovers(const Size& round, const Warp& warp) {
