@@ -472,7 +472,8 @@ class Footprints<Lanes, Mapping::wrap> {
 
     // The part of a turn from the first column on; Wrap::Row's but for the last bits.
     [[gnu::always_inline]] Doubles turnAt(Doubles dx, Doubles dy) const {
-        const Doubles away = (dx == 0.0) & (dy == 0.0) ? all<Doubles>(1.0) : dy;
+        const auto isCentre = (dx == 0.0) & (dy == 0.0);
+        const Doubles away = isCentre ? all<Doubles>(1.0) : dy;
         const Doubles turns = (arctangent<Lanes>(dx, away) + pi) * turnsPerRadian;
         return kept(turns * geometry_.turn.sign + geometry_.turn.offset);
     }
