@@ -155,7 +155,8 @@ struct Life {
     // Near a corner, not empty unless it `mayBeEmpty`.
     RectI anyRect(const RectI& near, bool mayBeEmpty) {
         const auto beside = [&](std::int64_t at) {
-            return int(std::clamp<std::int64_t>(at + draw.upTo(24) - 12, INT_MIN, INT_MAX - 80));
+            return int(
+                std::clamp<std::int64_t>(at + draw.upTo(24) - 12, INT_MIN + 80, INT_MAX - 80));
         };
         const int x = beside(near.x1), y = beside(near.y1);
         const int least = mayBeEmpty && draw.upTo(8) == 0 ? -3 : 1;
