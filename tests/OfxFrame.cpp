@@ -179,6 +179,10 @@ struct Life {
                 parameter.value = int(draw.upTo(5)) - 1;
             else if (isAnything)
                 parameter.value = draw.of({0.0, 1.0, 0.5, 2.0, -3.0, 1e9, double(NAN)});
+        const bool isTurned = !isAnything && draw.upTo(2) == 0;
+        if (isTurned)  // and counterclockwise, as the library goes
+            for (const auto& [name, place] : {std::pair("ground", 1), {"direction", 2}})
+                frame.instance.parameters.all.at(name).value = place;
         auto& clips = frame.instance.clips;
         if (draw.upTo(16) == 0) clips["Source"].hasImage = false;
         const ofx::Status status = frame.render(host);
@@ -189,7 +193,7 @@ struct Life {
         options.direction = direction;
         const bool isKnown = !isSpoilt && !isAnything && !isEmpty && clips["Source"].hasImage;
         require(!isKnown || status == ofx::statusOk, "a frame is rendered");
-        frame.requireResult(isKnown ? &options : nullptr);
+        frame.requireResult(isKnown ? &options : nullptr, isTurned);
     }
 
     Draw draw;

@@ -47,8 +47,8 @@ struct EffectRecord {
 
 // Of the host on this thread.
 struct OfxManners {
-    // Runs all at once, refuses, says that it has and has not, calls one after the other and says
-    // that each is the first.
+    // Runs more at once than it is asked for, refuses, says that it has and has not, calls one
+    // after the other and says that each is the first.
     enum Threads { real, nested, idle, inTurn } threads = real;
     unsigned processors = 2;
     std::set<std::string> missing;  // suites and properties
