@@ -141,9 +141,7 @@ class Call {
         return takeGeometry(options);
     }
 
-    bool getsAlpha() const {
-        return in_.alpha == Alpha::opaque && out_.alpha == Alpha::straight;
-    }
+    bool getsAlpha() const { return in_.alpha == Alpha::opaque && out_.alpha == Alpha::straight; }
 
     // A pixel that is copied may stay as it is, whatever its alpha says.
     void chooseConversion() {
