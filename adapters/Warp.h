@@ -29,10 +29,10 @@ struct Warp {
 class Call {
   public:
     // The rectangles as in polar_options.
-    Call(const Warp& warp, const polar_image& input, const polar_image& output,
-         const polar_rect& source, const polar_rect& whole);
+    Call(const Warp& warp, const polar_image& from, const polar_image& to, const polar_rect& source,
+         const polar_rect& whole);
     // All of the input to all of the result.
-    Call(const Warp& warp, const polar_image& input, const polar_image& output);
+    Call(const Warp& warp, const polar_image& from, const polar_image& to);
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
 
