@@ -40,9 +40,6 @@ class Call {
     polar_options options{};
 
   private:
-    void turnInput();
-    void turnOutput();
-
     double amount_;
     polar_circle circle_;
     polar_rect source_, whole_;

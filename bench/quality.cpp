@@ -142,9 +142,10 @@ Picture distort(const Picture& from, bool wraps, double& nanoseconds) {
                    std::ptrdiff_t{4} * width * skipped,
                std::streamsize{4} * width * (height - skipped));
     std::vector<double> seconds;
+    const std::string copy = head + tail, warp = head + arguments + tail;
     for (int run = 0; run < 3; ++run) {
-        const double copying = secondsOf(head + tail);
-        seconds.push_back(secondsOf(head + arguments + tail) - copying);
+        const double copying = secondsOf(copy);
+        seconds.push_back(secondsOf(warp) - copying);
     }
     nanoseconds = bench::median(seconds) * 1e9 / width / height;
     Picture to(width, height);
@@ -241,7 +242,8 @@ int writeCrop(const char* path) {
             const bool isArea = x >= half + gap, isGap = x >= half && !isArea;
             const int column = (x - (isArea ? half + gap : 0)) / zoom + (side - shown) / 2;
             const int row = y / zoom + (side - shown) / 2;
-            const auto* const pixel = &pictures[isArea][std::size_t(4 * (row * side + column))];
+            const auto* const pixel =
+                &pictures[isArea][std::size_t{4} * unsigned(row * side + column)];
             for (int c = 0; c < 3; ++c) file.put(static_cast<char>(isGap ? 255 : pixel[c]));
         }
     return file.good() ? 0 : 1;

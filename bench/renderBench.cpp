@@ -76,7 +76,7 @@ class Line {
         if (!std::regex_search(full, std::regex(benchmark::GetBenchmarkFilter()))) return;
         isAny_ = true;
         auto* const added = benchmark::RegisterBenchmark(full.c_str(), [work](auto& state) {
-            for (auto _ : state) work();
+            for ([[maybe_unused]] auto _ : state) work();
         });
         if (size_.pixels() > 0x1p24) added->Repetitions(name == polar::plainPath.name ? 1 : 3);
     }

@@ -33,12 +33,6 @@ struct OwnImage {
     }
 };
 
-// The same pixels with the last row first.
-void turnOver(polar_image& image) {
-    image.pixels = static_cast<unsigned char*>(image.pixels) + (image.height - 1) * image.row_bytes;
-    image.row_bytes = -image.row_bytes;
-}
-
 class LibraryRendering : public Rendering {
   public:
     LibraryRendering(QzLong width, QzLong height, QzBitmapType format, unsigned threads)
@@ -50,10 +44,7 @@ class LibraryRendering : public Rendering {
         const Warp& warp = request.warp;
         const Rectangle& region = request.region;
         output_.emplace(region.width, region.height, format_);
-        polar_image input = input_->image, output = output_->image;
-        polar_rect whole{region.x, region.y, warp.result.width, warp.result.height};
-        if (warp.groundAtBottom && warp.unwraps()) whole.y = whole.height - whole.y - region.height;
-        if (warp.groundAtBottom) turnOver(warp.unwraps() ? output : input);
+        const polar_rect whole{region.x, region.y, warp.result.width, warp.result.height};
         polar_options options{};
         options.size = sizeof options;
         options.direction = warp.unwraps() ? POLAR_UNWRAP : POLAR_WRAP;
@@ -64,7 +55,8 @@ class LibraryRendering : public Rendering {
         options.scale = static_cast<std::int32_t>(warp.scale);
         options.cyclic = warp.isCyclic ? 1 : 0;
         options.amount = &warp.amount;
-        const int status = polar_render(&input, &output, &options);
+        options.ground_bottom = warp.groundAtBottom ? 1 : 0;
+        const int status = polar_render(&input_->image, &output_->image, &options);
         if (status == POLAR_OUT_OF_MEMORY) throw std::bad_alloc();
         if (status != POLAR_OK) throw std::runtime_error(polar_status_text(status));
         input_.reset();

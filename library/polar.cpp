@@ -143,6 +143,20 @@ class Call {
 
     bool getsAlpha() const { return in_.alpha == Alpha::opaque && out_.alpha == Alpha::straight; }
 
+    // Lets the panorama begin with its last row.
+    bool turnOver(polar_rect& source, polar_rect& whole) {
+        const bool wraps = request_.mapping == Mapping::wrap;
+        Picture& panorama = wraps ? in_ : out_;
+        std::int32_t& y = wraps ? source.y : whole.y;
+        const std::int64_t rows = wraps ? in_.size.height : whole.height;
+        const std::int64_t taken = wraps ? source.height : out_.size.height;
+        const std::int64_t fromEnd = rows - taken - y;
+        y = static_cast<std::int32_t>(fromEnd);
+        panorama.image.pixels = address(panorama, 0, panorama.size.height - 1);
+        panorama.image.rowBytes = -panorama.image.rowBytes;
+        return y == fromEnd;
+    }
+
     // A pixel that is copied may stay as it is, whatever its alpha says.
     void chooseConversion() {
         if (getsAlpha())
@@ -155,15 +169,18 @@ class Call {
 
     int takeGeometry(const polar_options& options) {
         const polar_rect all{0, 0, in_.size.width, in_.size.height};
-        const polar_rect& source = options.source != nullptr ? *options.source : all;
+        polar_rect source = options.source != nullptr ? *options.source : all;
         polar_rect whole{0, 0, out_.size.width, out_.size.height};
         if (options.whole != nullptr) whole = *options.whole;
         if (isBad(source, 1) || isBad(whole, 0)) return POLAR_BAD_OPTION;
         if (whole.width == 0) whole.width = source.width;
         if (whole.height == 0) whole.height = source.height;
         const bool wraps = options.direction == POLAR_WRAP;
-        const Size result{whole.width, whole.height}, original{source.width, source.height};
         request_.mapping = wraps ? Mapping::wrap : Mapping::unwrap;
+        request_.isUpsideDown = options.ground_bottom != 0;
+        if (request_.isUpsideDown && (!turnOver(source, whole) || isBad(source, 1)))
+            return POLAR_BAD_OPTION;
+        const Size result{whole.width, whole.height}, original{source.width, source.height};
         request_.source = {source.x, source.y, source.width, source.height};
         request_.bounds = intersection(request_.source, in_.size);
         request_.panorama = wraps ? original : result;

@@ -139,6 +139,8 @@ typedef struct polar_options {
     const double* amount; /* 0 to 1: how far positions have moved, on a straight line, from each
                              pixel's own place to where they lie; 0 is the source, stretched over
                              the whole result. Null: 1 */
+    int32_t ground_bottom; /* nonzero: the panorama is upside down, its last row what else is its
+                              first one; rectangles count from its top all the same */
 } polar_options;
 
 /* Renders `input` into all of `output`, two images of one format and one kind of alpha that share

@@ -165,7 +165,7 @@ polar_rect rectOf(const std::array<std::int32_t, 4>& rect) {
 void render(const py::buffer& image, const py::buffer& out, bool wraps, int sampling, int alpha,
             int threads, const std::array<std::int32_t, 4>& source,
             const std::array<std::int32_t, 4>& whole, const std::array<double, 7>& circle,
-            bool clockwise, int scale, bool cyclic, double amount,
+            bool clockwise, int scale, bool cyclic, bool groundBottom, double amount,
             const std::array<float, 3>& background) {
     const py::buffer_info imageBuffer = image.request(), outBuffer = out.request(true);
     const Stack input(imageBuffer, alpha), output(outBuffer, alpha);
@@ -186,6 +186,7 @@ void render(const py::buffer& image, const py::buffer& out, bool wraps, int samp
     options.scale = scale;
     options.cyclic = cyclic ? 1 : 0;
     options.amount = &amount;
+    options.ground_bottom = groundBottom ? 1 : 0;
     int status = POLAR_OK;
     {
         const py::gil_scoped_release unlocked;
@@ -207,5 +208,6 @@ PYBIND11_MODULE(_core, module) {
     module.def("render", &render, py::arg("image"), py::arg("out"), py::kw_only(), py::arg("wraps"),
                py::arg("sampling"), py::arg("alpha"), py::arg("threads"), py::arg("source"),
                py::arg("whole"), py::arg("circle"), py::arg("clockwise"), py::arg("scale"),
-               py::arg("cyclic"), py::arg("amount"), py::arg("background"));
+               py::arg("cyclic"), py::arg("ground_bottom"), py::arg("amount"),
+               py::arg("background"));
 }

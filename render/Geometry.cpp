@@ -58,9 +58,18 @@ void wrap(const Request& request, Geometry& geometry) {
 Movement movementOf(const Request& request) {
     const Point step{static_cast<double>(request.source.width) / request.whole.width,
                      static_cast<double>(request.source.height) / request.whole.height};
-    return {request.amount,
-            {request.source.x + step.x * request.x, request.source.y + step.y * request.y},
-            step};
+    Movement movement{
+        request.amount,
+        {request.source.x + step.x * request.x, request.source.y + step.y * request.y},
+        step};
+    if (request.isUpsideDown) {
+        const double last = request.mapping == Mapping::wrap
+                                ? request.source.height - 1.0
+                                : step.y * (request.whole.height - 1.0);
+        movement.first.y = request.source.y + (last - step.y * request.y);
+        movement.step.y = -step.y;
+    }
+    return movement;
 }
 
 [[gnu::noinline]] void compute(const Request& request, Geometry& geometry) {

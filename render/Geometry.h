@@ -117,7 +117,9 @@ struct Request {
     Rect region;    // in pixels of the output
     bool isCyclic = false;  // wrapping: columns are as far apart as when unwrapping
     double amount = 1;      // of the movement
-    Size whole = {1, 1};    // the whole result; for that alone
+    Size whole = {1, 1};    // the whole result; for that alone, as the following
+    // Rows of the source (wrapping) or of the result count from the last one; pixels begin upright.
+    bool isUpsideDown = false;
 };
 
 // In round to nearest, whatever the calling thread has.

@@ -41,6 +41,8 @@ std::int64_t renderBatches(const Job& job, QzLong firstRow, QzLong rows) {
 
 // Bilinear sampling of what area sampling leaves to it, whole chunks where batches know them.
 template <class Lanes, class Pixel, Mapping mapping>
+// The renderer reads the job, and so comes second.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.*)
 class BatchedChunks {
   public:
     explicit BatchedChunks(const Job& job) : job_(bilinear(job)), renderer_(job_), plain_(job_) {}

@@ -48,6 +48,7 @@ void anyCall(std::span<const unsigned char> bytes) {
         options.size = sizeof options;
         options.scale = std::int32_t(draw.upTo(5));
         options.cyclic = std::int32_t(draw.upTo(2));
+        options.ground_bottom = std::int32_t(draw.upTo(2));
         if (draw.upTo(2) == 0) options.amount = &amount;
     }
     const int status = polar_render(&input.image, &output.image, &options);

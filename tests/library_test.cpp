@@ -200,7 +200,7 @@ TEST(Library, WrongInputGivesItsStatusAndTouchesNothing) {
         polar_circle circle{4, 4, 4, 4, 0, 0, 0, 0};
         double amount = 1.01;
         polar_options options{
-            sizeof(polar_options), 0, 0, 0, {}, &source, &whole, &circle, {}, {}, 0, 0, {}};
+            sizeof(polar_options), 0, 0, 0, {}, &source, &whole, &circle, {}, {}, 0, 0, {}, 0};
     };
     const std::pair<int, std::function<void(Arguments&)>> cases[] = {
         {POLAR_NULL_POINTER, [](Arguments& a) { a.input.pixels = nullptr; }},

@@ -17,6 +17,7 @@ def render(
     clockwise: bool,
     scale: int,
     cyclic: bool,
+    ground_bottom: bool,
     amount: float,
     background: tuple[float, float, float],
 ) -> None: ...

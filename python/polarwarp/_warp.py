@@ -232,7 +232,7 @@ def _warp(*, wraps: bool, image: Any, size: Any, center: Any, radius: Any, inner
         wraps=wraps, circle=place, scale=rows, alpha=coverage,
         clockwise=from_bottom if direction is None
         else arguments.choice("direction", direction, ("ccw", "cw")) == 1,
-        cyclic=arguments.flag("cyclic", cyclic),
+        cyclic=arguments.flag("cyclic", cyclic), ground_bottom=from_bottom,
         amount=arguments.number("amount", amount, 0, 1, "0 to 1 is accepted"),
         sampling=arguments.choice("sampling", sampling, ("bilinear", "nearest", "area")),
         background=arguments.background("background", background, channels,
@@ -248,14 +248,8 @@ def _warp(*, wraps: bool, image: Any, size: Any, center: Any, radius: Any, inner
         pictures = pictures.copy()
     target = results if is_direct(results) else np.empty_like(results, order="C")
 
-    # A panorama with its ground at the bottom is one upside down, in which y counts from there.
-    source_y, whole_y, written = part.y, rendered.y, target
-    if from_bottom and wraps:
-        pictures, source_y = pictures[:, ::-1], height - part.height - part.y
-    elif from_bottom:
-        written, whole_y = target[:, ::-1], whole[1] - rendered.height - rendered.y
-    render(pictures, written, source=(part.x, source_y, part.width, part.height),
-           whole=(rendered.x, whole_y, *whole), **options)
+    render(pictures, target, source=(part.x, part.y, part.width, part.height),
+           whole=(rendered.x, rendered.y, *whole), **options)
     if target is not results:
         results[...] = target
     return result
