@@ -136,9 +136,9 @@ typedef struct polar_options {
     int32_t cyclic; /* nonzero: wrapping, columns are a step of turns / W apart, as they are when
                        unwrapping, which makes it the exact reverse; where turns is 1, the first
                        column follows the last one. Of no account when unwrapping */
-    const double* amount; /* 0 to 1: how far positions have moved, on a straight line, from each
-                             pixel's own place to where they lie; 0 is the source, stretched over
-                             the whole result. Null: 1 */
+    const double* amount;  /* 0 to 1: how far positions have moved, on a straight line, from each
+                              pixel's own place to where they lie; 0 is the source, stretched over
+                              the whole result. Null: 1 */
     int32_t ground_bottom; /* nonzero: the panorama is upside down, its last row what else is its
                               first one; rectangles count from its top all the same */
 } polar_options;
