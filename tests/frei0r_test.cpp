@@ -21,23 +21,24 @@ using Values = std::vector<std::pair<int, double>>;
 struct Effect {
     Effect(int way, const TestImage& like, const Values& values = {})
         : file(dlopen(files[way], RTLD_NOW | RTLD_LOCAL)),
-          instance(get(f0r_construct, "f0r_construct")(like.image.width, like.image.height)) {
+          instance(
+              get<decltype(f0r_construct)>("f0r_construct")(like.image.width, like.image.height)) {
         for (auto [index, value] : values) set(index, value);
     }
     ~Effect() {
-        get(f0r_destruct, "f0r_destruct")(instance);
+        get<decltype(f0r_destruct)>("f0r_destruct")(instance);
         dlclose(file);
     }
     template <class Function>
-    Function* get(Function&, const char* name) const {
+    Function* get(const char* name) const {
         return reinterpret_cast<Function*>(dlsym(file, name));
     }
     void set(int i, double value) const {
-        get(f0r_set_param_value, "f0r_set_param_value")(instance, &value, i);
+        get<decltype(f0r_set_param_value)>("f0r_set_param_value")(instance, &value, i);
     }
     void update(const void* from, void* to) const {
-        get(f0r_update, "f0r_update")(instance, 0, static_cast<const std::uint32_t*>(from),
-                                      static_cast<std::uint32_t*>(to));
+        get<decltype(f0r_update)>("f0r_update")(
+            instance, 0, static_cast<const std::uint32_t*>(from), static_cast<std::uint32_t*>(to));
     }
     std::vector<unsigned char> operator()(const TestImage& input) const {
         const TestImage output(POLAR_RGBA8, input.image.width, input.image.height);
@@ -129,7 +130,8 @@ TEST(Frei0r, HostsAreTakenAsTheyAre) {
     input.fill(11);
     const auto pixels = input.pixels();
     const Effect effect(POLAR_WRAP, input);
-    for (int times = 0; times < 2; ++times) EXPECT_EQ(effect.get(f0r_init, "f0r_init")(), 1);
+    for (int times = 0; times < 2; ++times)
+        EXPECT_EQ(effect.get<decltype(f0r_init)>("f0r_init")(), 1);
     const auto before = effect(input);
     for (int i = -1; i <= 10; ++i) effect.set(i, std::numeric_limits<double>::quiet_NaN());
     for (const int i : {-1, 10, INT_MAX}) effect.set(i, 0.7);
