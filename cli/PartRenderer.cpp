@@ -73,7 +73,8 @@ bool PartRenderer::repeatsEdges() const {
 
 pictures::RenderTraits PartRenderer::traits() const {
     // Repeated pixels would stretch what moves only a part of the way.
-    const bool showsEdges = !repeatsEdges() || (renderer_.canRepeatEdges() && warp_.amount == 1);
+    const bool showsEdges = settings_.sampling != Sampling::nearest ||
+                            (warp_.amount == 1 && (!warp_.unwraps() || renderer_.canRepeatEdges()));
     const bool staysInside =
         pictures::contains(part_.filled(), source_) && warp_.staysInside() && showsEdges;
     const bool keepsPlace =

@@ -37,6 +37,11 @@ Size panoramaOf(const polar_circle& circle) {
     return {static_cast<QzLong>(width), static_cast<QzLong>(height)};
 }
 
+void requireHole(const WarpSettings& settings, double inner) {
+    if (settings.scale == polar::RowScale::log && inner == 0)
+        throw WarpError("--scale log needs an --inner-radius above 0");
+}
+
 polar_circle circleOf(const WarpSettings& settings, const Size& round) {
     const Point half{round.width * 0.5, round.height * 0.5};
     const double least = std::min(half.x, half.y);
@@ -46,6 +51,7 @@ polar_circle circleOf(const WarpSettings& settings, const Size& round) {
     if (inner >= radii.x)
         throw WarpError(format("--inner-radius {}; 0 to below the radius, which is {}, is accepted",
                                inner, radii.x));
+    requireHole(settings, inner / radii.x);
     polar_circle circle{};
     circle.center_x = centre.x;
     circle.center_y = centre.y;
@@ -118,8 +124,7 @@ Warp makeWarp(hosting::Filter filter, const WarpSettings& settings, Size source)
 }
 
 void checkWarp(hosting::Filter filter, const WarpSettings& settings) {
-    if (settings.scale == polar::RowScale::log && settings.innerRadius.value_or(0) == 0)
-        throw WarpError("--scale log needs an --inner-radius above 0");
+    requireHole(settings, settings.innerRadius.value_or(0));
     const bool unwraps = filter == hosting::Filter::polarToRectangular;
     if (settings.radii || (!unwraps && settings.size)) makeWarp(filter, settings, {1, 1});
 }

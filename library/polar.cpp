@@ -63,15 +63,15 @@ int check(const polar_circle& given, Circle& circle) {
                         isWithin(circle.radii.x, 1 / farthest, farthest) &&
                         isWithin(circle.radii.y, 1 / farthest, farthest) && circle.inner >= 0 &&
                         circle.inner < 1 && isWithin(circle.startTurns, -farthest, farthest) &&
-                        circle.turns > 0 && circle.turns <= 1;
+                        isWithin(circle.turns, 1e-100, 1);
     return isFine ? POLAR_OK : POLAR_BAD_GEOMETRY;
 }
 
-// Where rectangles are empty or end beyond 32 bits; a size of 0 may mean a default.
-bool isBad(const polar_rect& rect, std::int32_t leastSize) {
+// Where rectangles are empty or end beyond 32 bits.
+bool isBad(const polar_rect& rect) {
     constexpr std::int64_t most = 0x7FFFFFFF;
-    return rect.width < leastSize || rect.height < leastSize ||
-           std::int64_t{rect.x} + rect.width > most || std::int64_t{rect.y} + rect.height > most;
+    return rect.width < 1 || rect.height < 1 || std::int64_t{rect.x} + rect.width > most ||
+           std::int64_t{rect.y} + rect.height > most;
 }
 
 Rect intersection(const Rect& rect, Size size) {
@@ -172,13 +172,14 @@ class Call {
         polar_rect source = options.source != nullptr ? *options.source : all;
         polar_rect whole{0, 0, out_.size.width, out_.size.height};
         if (options.whole != nullptr) whole = *options.whole;
-        if (isBad(source, 1) || isBad(whole, 0)) return POLAR_BAD_OPTION;
+        if (isBad(source) || whole.width < 0 || whole.height < 0) return POLAR_BAD_OPTION;
         if (whole.width == 0) whole.width = source.width;
         if (whole.height == 0) whole.height = source.height;
         const bool wraps = options.direction == POLAR_WRAP;
         request_.mapping = wraps ? Mapping::wrap : Mapping::unwrap;
         request_.isUpsideDown = options.ground_bottom != 0;
-        if (request_.isUpsideDown && (!turnOver(source, whole) || isBad(source, 1)))
+        if (request_.isUpsideDown && !turnOver(source, whole)) return POLAR_BAD_OPTION;
+        if (isBad(source) || isBad({whole.x, whole.y, out_.size.width, out_.size.height}))
             return POLAR_BAD_OPTION;
         const Size result{whole.width, whole.height}, original{source.width, source.height};
         request_.source = {source.x, source.y, source.width, source.height};

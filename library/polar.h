@@ -90,12 +90,14 @@ typedef struct polar_rect {
  * and the start are transparent, and so are those inside of the first row and outside of the last
  * one. */
 typedef struct polar_circle {
-    double center_x, center_y; /* pixels; fractions are fine, and so are places outside */
-    double radius_x, radius_y; /* pixels, above 0: where the row after the last one lies; equal for
-                                  a circle, else an ellipse */
+    double center_x, center_y; /* pixels, to 2^31 either way; fractions are fine, and so are places
+                                  outside */
+    double radius_x, radius_y; /* pixels, 2^-31 to 2^31: where the row after the last one lies;
+                                  equal for a circle, else an ellipse */
     double inner;       /* where the first row lies, in fractions of the radii; 0 to below 1 */
-    double start_turns; /* where the first column lies, clockwise from straight up; any turns */
-    double turns;       /* how far the columns reach, above 0 to 1; 0 means 1 */
+    double start_turns; /* where the first column lies, clockwise from straight up; to 2^31
+                           turns either way */
+    double turns;       /* how far the columns reach, 1e-100 to 1; 0 means 1 */
     int32_t clockwise;  /* nonzero: the columns go clockwise, else counterclockwise */
 } polar_circle;
 
@@ -135,7 +137,8 @@ typedef struct polar_options {
     int32_t scale;  /* POLAR_SCALE_LINEAR ... */
     int32_t cyclic; /* nonzero: wrapping, columns are a step of turns / W apart, as they are when
                        unwrapping, which makes it the exact reverse; where turns is 1, the first
-                       column follows the last one. Of no account when unwrapping */
+                       column follows the last one. Of no account when unwrapping, nor where
+                       `amount` is 0 */
     const double* amount;  /* 0 to 1: how far positions have moved, on a straight line, from each
                               pixel's own place to where they lie; 0 is the source, stretched over
                               the whole result. Null: 1 */

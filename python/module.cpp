@@ -135,7 +135,9 @@ class Run {
         };
         const polar_image from = input_[index], to = output_[index];
         const int status = polar_render(&from, &to, &options);
-        if (status != POLAR_OK) status_ = status;
+        // The first one that is not in order counts: others are cancelled then.
+        int good = POLAR_OK;
+        status_.compare_exchange_strong(good, status);
     }
 
     // Whether a handler of Python's raised something, as that of Ctrl-C does. Seldom takes the

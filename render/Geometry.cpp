@@ -52,7 +52,8 @@ void wrap(const Request& request, Geometry& geometry) {
     // trace of the last row all around.
     geometry.originY = end - geometry.scaleY * outer;
     geometry.turn = turnOf(circle);
-    geometry.isCyclic = request.isCyclic && circle.turns == 1.0;
+    // What has not moved lies beside its own picture's edge.
+    geometry.isCyclic = request.isCyclic && circle.turns == 1.0 && request.amount > 0;
 }
 
 Movement movementOf(const Request& request) {

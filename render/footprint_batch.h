@@ -443,7 +443,8 @@ class Footprints<Lanes, Mapping::wrap> {
 
     template <bool isEven>
     [[gnu::always_inline]] static Doubles enough(Doubles span) {
-        return isEven ? samplesFor<Lanes>(span * 0.5) * 2.0 : samplesFor<Lanes>(span);
+        if (!isEven) return samplesFor<Lanes>(span);
+        return smaller(samplesFor<Lanes>(span * 0.5) * 2.0, all<Doubles>(mostSamples));
     }
 
     // Near the centre, as if rows and columns lay in the direction of the largest gradient.

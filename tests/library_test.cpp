@@ -221,7 +221,7 @@ TEST(Library, WrongInputGivesItsStatusAndTouchesNothing) {
         {POLAR_BAD_GEOMETRY, [](Arguments& a) { a.options.scale = POLAR_SCALE_LOG; }},
         {POLAR_BAD_OPTION, [](Arguments& a) { a.options.amount = &a.amount; }},
         {POLAR_BAD_OPTION, [](Arguments& a) { a.source.height = 0; }},
-        {POLAR_BAD_OPTION, [](Arguments& a) { a.whole.width = INT_MAX; }},
+        {POLAR_BAD_OPTION, [](Arguments& a) { a.whole.x = INT_MAX; }},
         {POLAR_BAD_GEOMETRY, [](Arguments& a) { a.circle.center_x = NAN; }},
         {POLAR_BAD_GEOMETRY, [](Arguments& a) { a.circle.radius_y = 0; }},
         {POLAR_BAD_GEOMETRY, [](Arguments& a) { a.circle.inner = 1; }},

@@ -235,6 +235,7 @@ TEST_F(Cli, OpaquePicturesStayOpaque) {
         {"wrap rgba.png --background white", 3, {1, 1, 1, 1}},
         {"unwrap rgb.png --source 30x40-3+0", 4, {}},
         {"unwrap rgb.png --source 20x20+9+9 --sampling nearest", 3, {}},
+        {"wrap rgb.png --size 90x120 --radius 300 --amount 0.01 --sampling nearest", 4, {}},
         {"unwrap rgb.png --alpha keep", 4, {}},
         {"unwrap rgb.png", 3, {}},
         {"unwrap rgb.png --sampling nearest --size 99x99", 3, {}},
