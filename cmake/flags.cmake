@@ -8,6 +8,10 @@ target_compile_options(polar_flags INTERFACE
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^i.86$")
     target_compile_options(polar_flags INTERFACE -msse2 -mfpmath=sse)
 endif()
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+    # Else the compiler's own library runs code of its own whenever a library is loaded.
+    target_compile_options(polar_flags INTERFACE -mno-outline-atomics)
+endif()
 if(WIN32)
     # Stacks of threads are aligned to 16 bytes there; GCC does not know it of wider registers.
     target_compile_options(polar_flags INTERFACE -Wa,-muse-unaligned-vector-move)
