@@ -41,7 +41,8 @@ class Options(ctypes.Structure):
                 ("background", ctypes.c_float * 3), ("source", ctypes.c_void_p),
                 ("whole", ctypes.c_void_p), ("circle", ctypes.POINTER(Circle)),
                 ("progress", ctypes.c_void_p), ("user", ctypes.c_void_p), ("scale", ctypes.c_int32),
-                ("cyclic", ctypes.c_int32), ("amount", ctypes.c_void_p)]
+                ("cyclic", ctypes.c_int32), ("amount", ctypes.c_void_p),
+                ("ground_bottom", ctypes.c_int32)]
 
 
 def library_call(library, image, wraps, threads):

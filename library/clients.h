@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "render/OpaquePixel.h"
+
 namespace polar {
 
 // What the fourth component of a caller's pixels says about the others; as in polar.h.
@@ -14,14 +16,13 @@ struct Conversion {
     std::size_t pixelBytes;  // of that
     // Reads `count` of the caller's pixels and writes as many of the format.
     void (*load)(const void* from, std::size_t count, void* to);
-    // The reverse. Where pixels are opaque, what is not covered shows `background`: red, green and
-    // blue, 1.0 being the largest integer.
-    void (*store)(const void* from, std::size_t count, const float* background, void* to);
+    // The reverse. Where pixels are opaque, what is not covered shows `background`.
+    void (*store)(const void* from, std::size_t count, const Background& background, void* to);
 };
 
 struct Client {
-    int code;         // as in polar.h
-    unsigned format;  // the QzBitmapType of the same pixels, or 0
+    unsigned format;  // as in polar.h and in the core
+    bool hasAlpha;
     std::size_t pixelBytes;
     Conversion opaque;
     // Of formats with alpha alone; the second one is for opaque inputs and straight outputs.

@@ -35,7 +35,7 @@ int check(const polar_image* image, Picture& picture) {
     picture.client = findClient(image->format);
     if (picture.client == nullptr || image->alpha < POLAR_STRAIGHT || image->alpha > POLAR_OPAQUE)
         return POLAR_BAD_FORMAT;
-    picture.alpha = picture.client->format == 0 ? Alpha::opaque : static_cast<Alpha>(image->alpha);
+    picture.alpha = !picture.client->hasAlpha ? Alpha::opaque : static_cast<Alpha>(image->alpha);
     picture.size = {image->width, image->height};
     const auto pixelBytes = static_cast<std::int64_t>(picture.client->pixelBytes);
     picture.image = {image->pixels,
@@ -135,7 +135,8 @@ class Call {
             if (!std::isfinite(component)) return POLAR_BAD_OPTION;
         sampling_ = static_cast<Sampling>(options.sampling);
         wantedThreads_ = options.threads;
-        std::copy(std::begin(options.background), std::end(options.background), background_);
+        std::copy(std::begin(options.background), std::end(options.background),
+                  background_.begin());
         progress_ = {options.progress, options.user};
         chooseConversion();
         return takeGeometry(options);
@@ -157,11 +158,13 @@ class Call {
         return y == fromEnd;
     }
 
-    // A pixel that is copied may stay as it is, whatever its alpha says.
+    // A pixel that is copied may stay as it is, whatever its alpha says; and the core samples
+    // points of pixels without alpha.
     void chooseConversion() {
         if (getsAlpha())
             conversion_ = &in_.client->opaqueToStraight;
-        else if (in_.alpha == Alpha::opaque)
+        else if (in_.alpha == Alpha::opaque &&
+                 (in_.client->hasAlpha || sampling_ == Sampling::area))
             conversion_ = &in_.client->opaque;
         else if (in_.alpha == Alpha::premultiplied && sampling_ != Sampling::nearest)
             conversion_ = &in_.client->premultiplied;
@@ -210,7 +213,7 @@ class Call {
 
     bool renderStraight(const Geometry& geometry, const Tables& tables) const {
         const Plan plan(in_.client->format, geometry, in_.image, out_.image, sampling_, tables,
-                        instructions_);
+                        instructions_, background_);
         return runBands(threads_, out_.size.height, threads(), progress_,
                         [&](unsigned, std::int64_t first, std::int64_t count) {
                             plan.render(static_cast<QzLong>(first), static_cast<QzLong>(count));
@@ -291,7 +294,7 @@ class Call {
     const Conversion* conversion_ = nullptr;
     Sampling sampling_ = Sampling::bilinear;
     int wantedThreads_ = 0;
-    float background_[3] = {};
+    Background background_{};
     Progress progress_;
     Request request_{};
 };

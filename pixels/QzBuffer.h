@@ -86,13 +86,14 @@ constexpr void forEachFormat(Visitor&& visit) {
 
 // Calls `visit` likewise with the buffer type of format `code` alone. Returns whether there is such
 // a format.
-template <class Visitor>
-constexpr bool visitFormat(unsigned code, Visitor&& visit) {
+template <class Visitor, class Formats = QzFormats>
+constexpr bool visitFormat(unsigned code, Visitor&& visit, Formats formats = {}) {
     bool found = false;
-    forEachFormat([&]<class Buffer>() {
+    const auto one = [&]<class Buffer>() {
         if (code != Buffer::bitmapType) return;
         found = true;
         visit.template operator()<Buffer>();
-    });
+    };
+    forEachFormat(one, formats);
     return found;
 }

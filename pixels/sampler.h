@@ -5,6 +5,7 @@
 #include <concepts>
 #include <cstdint>
 #include <limits>
+#include <type_traits>
 
 #include "pixels/QzBitmap.h"
 #include "pixels/rounding.h"
@@ -109,7 +110,7 @@ template <class Pixel>
 // on pixels. `bilinear` zero takes the nearest pixel, ties to even, untouched; any other value
 // mixes the four pixels around the position. Pixels outside `bounds` are transparent black and not
 // read; a position that is not a number or beyond 32 bits is outside. Reentrant; `out` may lie
-// anywhere.
+// anywhere. Pixels of the buffer are `Pixel`s or become such.
 template <class Buffer, class Pixel>
 [[gnu::always_inline]] inline void get_bilinear_color_trans_T(double x, double y,
                                                               const Buffer& buffer,
@@ -132,12 +133,14 @@ template <class Buffer, class Pixel>
         *out = emptyPixel;
         return;
     }
-    const auto neighbour = [&](bool isInside, std::uintptr_t address) -> const Pixel& {
+    using Stored = typename Buffer::Pixel;
+    using Neighbour = std::conditional_t<std::same_as<Stored, Pixel>, const Pixel&, Pixel>;
+    const auto neighbour = [&](bool isInside, std::uintptr_t address) -> Neighbour {
         return isInside ? *Buffer::pixelAt(address) : emptyPixel;
     };
     const std::uintptr_t upper = buffer.address(column, row), lower = buffer.below(upper);
     *out = mixPixels(
         QzBilinearWeights(x - static_cast<double>(column), y - static_cast<double>(row)),
-        neighbour(left && above, upper), neighbour(right && above, upper + sizeof(Pixel)),
-        neighbour(left && below, lower), neighbour(right && below, lower + sizeof(Pixel)));
+        neighbour(left && above, upper), neighbour(right && above, upper + sizeof(Stored)),
+        neighbour(left && below, lower), neighbour(right && below, lower + sizeof(Stored)));
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "render/Geometry.h"
+#include "render/OpaquePixel.h"
 
 namespace polar {
 
@@ -26,11 +27,13 @@ struct Tables {
 };
 
 struct Job {
-    unsigned format;  // a QzBitmapType, of both images
+    unsigned format;  // a QzBitmapType or one of OpaqueFormats, of both images
     Sampling sampling;
     Geometry geometry;
     Image input, output;
     Tables tables;
+    Background background;    // of opaque formats
+    unsigned char empty[16];  // a pixel, as it is written where nothing is seen
 
     // The rest is for batches alone. The columns and rows that count as image, at least two of
     // each, both ends included; whole numbers, as positions are compared with them.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "pixels/QzBuffer.h"
@@ -29,6 +30,19 @@ void visitMapping(Mapping mapping, Visitor&& visit) {
 
 // The plain path ----------------------------------------------------------------------------------
 
+// Writes the colour at a position to `out`.
+template <class Buffer, class Pixel>
+[[gnu::always_inline]] inline void samplePixel(const Job& job, Point at, const Buffer& input,
+                                               Pixel* out, QzLong bilinear) {
+    if constexpr (Opaque<Pixel>) {
+        typename Pixel::Sampled pixel;
+        sample(at, job.geometry, input, &pixel, bilinear);
+        out->store(pixel, job.background);
+    } else {
+        sample(at, job.geometry, input, out, bilinear);
+    }
+}
+
 template <class Buffer, class Map>
 void renderRows(const Job& job, QzLong firstRow, QzLong rows) {
     using Pixel = typename Buffer::Pixel;
@@ -46,7 +60,7 @@ void renderRows(const Job& job, QzLong firstRow, QzLong rows) {
             Point source = row.next();
             if (!geometry.movement.isWhole())
                 source = geometry.movement.moved(source, i, firstRow + j);
-            sample(source, geometry, input, out, bilinear);
+            samplePixel(own, source, input, out, bilinear);
         }
     }
 }
@@ -54,8 +68,8 @@ void renderRows(const Job& job, QzLong firstRow, QzLong rows) {
 template <class Buffer, class Map>
 void renderPixel(const Job& job, double v, QzLong column, double offset, void* out) {
     const Point at = typename Map::Row(job, v, column, offset).next();
-    sample(at, job.geometry, Buffer(job.input.pixels, job.input.rowBytes),
-           static_cast<typename Buffer::Pixel*>(out), job.sampling == Sampling::bilinear);
+    samplePixel(job, at, Buffer(job.input.pixels, job.input.rowBytes),
+                static_cast<typename Buffer::Pixel*>(out), job.sampling == Sampling::bilinear);
 }
 
 template <class Buffer, class Map>
@@ -64,8 +78,8 @@ void renderBilinear(const Job& job, double v, QzLong column, QzLong row, double 
     Point at = typename Map::Row(job, v, column, offset).next();
     if (!geometry.movement.isWhole()) at = geometry.movement.moved(at, column, row);
     const Buffer output(job.output.pixels, job.output.rowBytes);
-    sample(
-        at, geometry, Buffer(job.input.pixels, job.input.rowBytes),
+    samplePixel(
+        job, at, Buffer(job.input.pixels, job.input.rowBytes),
         output.at(std::int64_t{geometry.region.x} + column, std::int64_t{geometry.region.y} + row),
         1);
 }
@@ -115,8 +129,8 @@ bool isForBatches(const Geometry& geometry) {
             (bounds.x == geometry.originX && bounds.width == geometry.scaleX));
 }
 
-// What the batches want to know beside the geometry. Whether they can do the job: they read four
-// pixels at a time, and compute offsets in doubles.
+// What the batches want to know beside the geometry. Whether they can do the job: they read up to
+// three columns and two rows at a time, and compute offsets in doubles.
 bool prepareBatches(Job& job) {
     job.hasBatches = isForBatches(job.geometry);
     if (!job.hasBatches && job.sampling != Sampling::area) return false;
@@ -128,7 +142,7 @@ bool prepareBatches(Job& job) {
     findSizes(job, true);
     const double end = (job.lastRow + 1) * std::abs(static_cast<double>(job.input.rowBytes)) +
                        (job.lastColumn + 1) * sizeof(QzBufferRGBAFloat::Pixel);
-    return job.left < job.lastColumn && job.top < job.lastRow && end < 0x1p50;
+    return job.left + 1 < job.lastColumn && job.top < job.lastRow && end < 0x1p50;
 }
 
 // The angle, half a turn added and so below 8; its fraction of a turn, in which a whole one is off
@@ -153,7 +167,8 @@ void boundErrors(Job& job) {
 }  // namespace
 
 Plan::Plan(unsigned format, const Geometry& geometry, const Image& input, const Image& output,
-           Sampling sampling, const Tables& tables, const InstructionSet& instructions) noexcept
+           Sampling sampling, const Tables& tables, const InstructionSet& instructions,
+           const Background& background) noexcept
     : job_{}, instructions_(&plainPath) {
     job_.format = format;
     job_.sampling = sampling;
@@ -161,12 +176,19 @@ Plan::Plan(unsigned format, const Geometry& geometry, const Image& input, const 
     job_.input = input;
     job_.output = output;
     job_.tables = tables;
+    job_.background = background;
     if (geometry.isEmpty()) return;
     const RoundToNearest rounding;
     visitMapping(geometry.mapping, [&]<class Map>() {
         Map::fill(geometry, tables);
-        visitFormat(format, [&]<class Buffer>() {
-            rowsIndependent_ = areRowsIndependent(job_, sizeof(typename Buffer::Pixel));
+        visitSampled(format, [&]<class Buffer>() {
+            using Pixel = typename Buffer::Pixel;
+            if constexpr (Opaque<Pixel>) {
+                Pixel empty;
+                empty.store({}, background);
+                std::memcpy(job_.empty, &empty, sizeof empty);
+            }
+            rowsIndependent_ = areRowsIndependent(job_, sizeof(Pixel));
             job_.renderPixel = renderPixel<Buffer, Map>;
             job_.renderBilinear = renderBilinear<Buffer, Map>;
         });
@@ -182,7 +204,7 @@ std::int64_t Plan::render(QzLong firstRow, QzLong rows) const noexcept {
 
 std::int64_t Plan::renderTo(const Image& band, QzLong firstRow, QzLong rows) const noexcept {
     std::int64_t pixelBytes = 0;
-    visitFormat(job_.format, [&]<class Buffer>() { pixelBytes = sizeof(typename Buffer::Pixel); });
+    visitSampled(job_.format, [&]<class Buffer>() { pixelBytes = sizeof(typename Buffer::Pixel); });
     const Rect& region = job_.geometry.region;
     Job job = job_;
     job.output.rowBytes = band.rowBytes;
@@ -206,8 +228,8 @@ std::int64_t Plan::render(const Job& job, QzLong firstRow, QzLong rows) const no
     }
     if (instructions_->render != nullptr) return instructions_->render(job, firstRow, rows);
     visitMapping(job.geometry.mapping, [&]<class Map>() {
-        visitFormat(job.format,
-                    [&]<class Buffer>() { renderRows<Buffer, Map>(job, firstRow, rows); });
+        visitSampled(job.format,
+                     [&]<class Buffer>() { renderRows<Buffer, Map>(job, firstRow, rows); });
     });
     return 0;
 }

@@ -21,7 +21,7 @@ namespace {
 template <class Lanes>
 std::int64_t renderBatches(const Job& job, QzLong firstRow, QzLong rows) {
     std::int64_t redone = 0;
-    visitFormat(job.format, [&]<class Buffer>() {
+    visitSampled(job.format, [&]<class Buffer>() {
         using Pixel = typename Buffer::Pixel;
         const auto with = [&]<Mapping mapping>() {
             redone =

@@ -13,8 +13,9 @@ namespace {
 
 enum class Place { inside, outside, anywhere };
 
-// Whether all of a chunk can be sampled without a look at the bounds, or need not be.
-inline Place placeOf(const Job& job, const Extent& extent) {
+// Whether all of a chunk can be sampled without a look at the bounds, or need not be; `beyond`
+// columns after a pair are read with it.
+inline Place placeOf(const Job& job, const Extent& extent, int beyond) {
     const auto isOutside = [](const Interval& at, double first, double last) {
         return at.isFinite && (at.high < first - 1 || at.low >= last + 1);
     };
@@ -23,7 +24,8 @@ inline Place placeOf(const Job& job, const Extent& extent) {
     };
     if (isOutside(extent.x, job.left, job.lastColumn) || isOutside(extent.y, job.top, job.lastRow))
         return Place::outside;
-    return isInside(extent.x, job.left, job.lastColumn) && isInside(extent.y, job.top, job.lastRow)
+    return isInside(extent.x, job.left, job.lastColumn - beyond) &&
+                   isInside(extent.y, job.top, job.lastRow)
                ? Place::inside
                : Place::anywhere;
 }
@@ -131,7 +133,7 @@ class Renderer {
         }
         const ChunkPositions<Lanes, mapping> positions(job_, *chunk.columns, chunk.width, first,
                                                        last);
-        chunk.place = placeOf(job_, positions.extent());
+        chunk.place = placeOf(job_, positions.extent(), Sampler::columnsBeyond);
         if (chunk.place == Place::inside)
             plan<true>(chunk, positions);
         else if (chunk.place == Place::anywhere && positions.areExact())
@@ -194,7 +196,7 @@ class Renderer {
         for (int j = 0; j < chunk.height; ++j) {
             unsigned char* const out = chunk.out + j * job_.output.rowBytes;
             if (chunk.place == Place::outside) {
-                std::memset(out, 0, static_cast<std::size_t>(chunk.width * pixelBytes));
+                clear(out, chunk.width);
                 continue;
             }
             mixRow(sampler, chunk, j, out,
@@ -227,7 +229,7 @@ class Renderer {
     // Writes the pixels of a row that are outside, open or unsettled.
     [[gnu::noinline]] void finish(const Chunk& chunk, int row, Bits unsettled, unsigned char* out) {
         for (Bits outside = chunk.outside[row]; outside != 0; outside &= outside - 1)
-            std::memset(out + std::countr_zero(outside) * pixelBytes, 0, pixelBytes);
+            clear(out + std::countr_zero(outside) * pixelBytes, 1);
         Bits open = (chunk.open[row] | unsettled) & ~chunk.outside[row];
         for (; open != 0; open &= open - 1) {
             const int i = std::countr_zero(open);
@@ -235,6 +237,15 @@ class Renderer {
             job_.renderPixel(job_, chunk.v[row], static_cast<QzLong>(chunk.left + i),
                              chunk.columns->offsetAt(i), out + i * pixelBytes);
         }
+    }
+
+    // Writes pixels that show nothing.
+    [[gnu::always_inline]] void clear(unsigned char* out, int width) const {
+        if constexpr (Opaque<Pixel>)
+            for (int i = 0; i < width; ++i)
+                std::memcpy(out + i * pixelBytes, job_.empty, pixelBytes);
+        else
+            std::memset(out, 0, static_cast<std::size_t>(width * pixelBytes));
     }
 
     static constexpr unsigned allLanes = (1u << Lanes::count) - 1;

@@ -56,12 +56,12 @@ class IntegerMean {
 
   public:
     static constexpr int count = Format::count;
+    static constexpr int columnsBeyond = 0;  // a pair's last one that may be read
     template <int pixels>
     using Spots = polar::Spots<Real, pixels, isSingle || mapping == Mapping::wrap>;
 
     explicit IntegerMean(const Job& job) : rowBytes_(job.input.rowBytes) {
         constexpr double most = Pixel::maxValue;
-        limit_ = static_cast<Real>(0.5 - margin);
         leastAlpha_ = static_cast<Real>(1.01 * job.weightError * most * most / slack);
         columnError_ = static_cast<Real>(1.01 * job.columnError);
     }
@@ -74,7 +74,8 @@ class IntegerMean {
     // their quotient by 2u: together 10uC; 12uC leaves room for squares of u. Alpha is off by 6uC.
     // The plain path's weights are off by job.weightError in sum, roundings in its means included,
     // which moves a mean by at most that times C^2 / total alpha: no more than `slack` where that
-    // alpha is leastAlpha_. A result nearer to a tie than both, `margin`, is left open.
+    // alpha is leastAlpha_. What is compared with ties rounds by another half of its unit, 2u or
+    // more times C + 1. A result nearer to a tie than all that, `distance`, is left open.
     template <int pixels>
     [[gnu::always_inline]] unsigned mix(const Spots<pixels>& spots, int at, unsigned char* out,
                                         bool /*isStreamed*/) const {
@@ -88,9 +89,8 @@ class IntegerMean {
         const Reals alpha = (a00 + a10) + (a01 + a11);
         const Reals inverse = Real{1} / alpha;
         auto clear = alpha >= leastAlpha_;
-        const auto rounded = [&](Reals value) __attribute__((always_inline)) {
-            const Reals sum = value + Format::rounding;
-            clear &= magnitude(value - (sum - Format::rounding)) <= limit_;
+        const auto rounded = [&](Reals sum) __attribute__((always_inline)) {
+            clear &= Rounding::template isClear<distance>(sum);
             return sum;
         };
         const auto mean = [&](auto component, double scale) __attribute__((always_inline)) {
@@ -98,14 +98,15 @@ class IntegerMean {
             sum = Target::fma(a10, upper.right.*component, sum);
             sum = Target::fma(a01, lower.left.*component, sum);
             sum = Target::fma(a11, lower.right.*component, sum);
-            return rounded(sum * (inverse * static_cast<Real>(scale)));
+            const Reals factor = inverse * static_cast<Real>(scale);
+            return rounded(Target::fma(sum, factor, all<Reals>(Rounding::offset)));
         };
         using All = Colours<Reals>;
         const All colours{mean(&All::r, Format::scale(0)), mean(&All::g, Format::scale(1)),
-                          mean(&All::b, Format::scale(2)), rounded(alpha)};
+                          mean(&All::b, Format::scale(2)), rounded(alpha + Rounding::offset)};
         const unsigned open = all_ & ~bitsOf<Lanes>(clear);
         if (open == 0) [[likely]] {
-            Format::storeRounded(out, colours);
+            Format::template storeRounded<Rounding::fraction>(out, colours);
             return 0;
         }
         // Where all four are transparent, nothing can be wrong, unless the plain path has others.
@@ -115,20 +116,25 @@ class IntegerMean {
         const auto kept = [&](Reals sum) __attribute__((always_inline)) {
             return visible ? sum : Reals{};
         };
-        Format::storeRounded(out,
-                             {kept(colours.r), kept(colours.g), kept(colours.b), kept(colours.a)});
+        Format::template storeRounded<Rounding::fraction>(
+            out, {kept(colours.r), kept(colours.g), kept(colours.b), kept(colours.a)});
         return open & bitsOf<Lanes>(visible);
     }
 
   private:
+    using Rounding = polar::Rounding<Real, Pixel::componentBits>;
     static constexpr unsigned all_ = (1u << count) - 1;
     static constexpr double unit = 0x1p-24 * Pixel::maxValue;
     // In doubles roundings are nothing beside what the weights may be off.
     static constexpr double slack = isSingle ? unit : 0x1p-15;
-    static constexpr double margin = isSingle ? slack + 12 * unit : 2 * slack;
+    static constexpr double margin = isSingle ? slack + 12 * unit : 1.01 * slack;
+    // In units of the sums.
+    static constexpr std::int64_t one = std::int64_t{1} << Rounding::fraction;
+    static constexpr std::int64_t distance = isSingle ? 8 : one >> 14;
+    static_assert(margin * one + 0.5 <= distance);
 
     std::int64_t rowBytes_;
-    Real limit_, leastAlpha_, columnError_;
+    Real leastAlpha_, columnError_;
 };
 
 // Floats: the plain path's operations in its order. Wrapping, pixels whose column decides what is
@@ -145,6 +151,7 @@ class FloatMean {
 
   public:
     static constexpr int count = Format::count;
+    static constexpr int columnsBeyond = 0;  // a pair's last one that may be read
     template <int pixels>
     using Spots = polar::Spots<double, pixels, false>;
 

@@ -9,7 +9,7 @@ namespace {
 
 template <class V>
 struct Colours {
-    V r, g, b, a;
+    V r{}, g{}, b{}, a{};
 };
 
 // Those of neighbouring pixels.
@@ -40,6 +40,32 @@ template <class Words>
     return gather<Words>(addresses, offset, [](int i) { return i; });
 }
 
+// Of words of 64 bits.
+template <class Lanes>
+struct Halves {
+    typename Lanes::HalfWords low, high;
+};
+
+// Each 16 bytes of a register hold two words; those whose halves a shuffle brings together in order
+// are two apart.
+template <class Lanes, bool reversed>
+[[gnu::always_inline]] inline Halves<Lanes> gatherHalves(const std::uint64_t* addresses,
+                                                         std::int64_t offset) {
+    using HalfWords = typename Lanes::HalfWords;
+    using Words = typename Lanes::Words;
+    using Floats = typename Lanes::Floats;
+    constexpr auto order = [](int i) { return i / 2 * 4 + i % 2; };
+    Words even = gather<Words>(addresses, offset, order);
+    Words odd = gather<Words>(addresses + 2, offset, order);
+    if constexpr (reversed) {
+        even = reverseBytes(even);
+        odd = reverseBytes(odd);
+    }
+    // Compilers shuffle floats in one step.
+    return {as<HalfWords>(shuffle<0, 2, 4, 6>(as<Floats>(even), as<Floats>(odd))),
+            as<HalfWords>(shuffle<1, 3, 5, 7>(as<Floats>(even), as<Floats>(odd)))};
+}
+
 // 16 bytes at every `step`th address.
 template <class Lanes, int count, int step>
 [[gnu::always_inline]] inline Vector<std::uint64_t, count> gather16(const std::uint64_t* addresses,
@@ -62,6 +88,33 @@ template <int bytes, int count, class From>
 }
 
 // Integers ----------------------------------------------------------------------------------------
+
+// Moves bits up, or down where `by` is negative.
+template <int by, class Words>
+[[gnu::always_inline]] inline Words shifted(Words words) {
+    if constexpr (by >= 0)
+        return words << by;
+    else
+        return words >> -by;
+}
+
+// Values of 0 to 2^bits, 2^bits and a half added, in the bits of the sum: their integers, rounded
+// to nearest, lie above `fraction` bits of how far they are from the tie below. A sum rounds by
+// half a unit of these.
+template <class Real, int bits>
+struct Rounding {
+    static constexpr int fraction = (sizeof(Real) == 4 ? 23 : 52) - bits;
+    static constexpr Real offset = static_cast<Real>((std::uint64_t{1} << bits) + 0.5);
+
+    // Whether sums are at least so far from a tie, a power of two of units.
+    template <std::int64_t distance, class Reals>
+    [[gnu::always_inline]] static auto isClear(Reals sum) {
+        using Mask = decltype(sum < sum);
+        using Word = std::remove_cvref_t<decltype(Mask{}[0])>;
+        constexpr auto kept = static_cast<Word>((std::int64_t{1} << fraction) - 2 * distance);
+        return ((as<Mask>(sum) + static_cast<Word>(distance)) & kept) != 0;
+    }
+};
 
 // A pixel in a 64-bit word lies at bit `start`, its components at the bits of place(). Two shapes
 // of words have the same interface: vectors of 64 bits, for arithmetic in doubles, and pairs of
@@ -112,9 +165,11 @@ struct IntegerPixels<Lanes, PixelType, double> : Layout<PixelType> {
         }
     }
 
-    // Of sums with `rounding`.
+    // Of sums whose integers lie above `fraction` bits, 0 with `rounding`.
+    template <int fraction = 0>
     [[gnu::always_inline]] static void storeRounded(unsigned char* out, const Colours<Reals>& c) {
-        const Words pixels = part<0>(c.r) | part<1>(c.g) | part<2>(c.b) | part<3>(c.a);
+        const Words pixels = part<fraction, 0>(c.r) | part<fraction, 1>(c.g) |
+                             part<fraction, 2>(c.b) | part<fraction, 3>(c.a);
         if constexpr (At::bytes == 8) {
             store(out, pixels);
         } else {
@@ -138,9 +193,10 @@ struct IntegerPixels<Lanes, PixelType, double> : Layout<PixelType> {
         const Words part = (word >> (At::place(start, index) - kept)) & mask;
         return as<Reals>(part | as<Words>(all<Reals>(0x1p52))) - 0x1p52;
     }
-    template <int index>
+    template <int fraction, int index>
     [[gnu::always_inline]] static Words part(Reals rounded) {
-        return (as<Words>(rounded) & std::uint64_t{At::mask}) << At::place(At::left, index);
+        constexpr int place = At::place(At::left, index);
+        return shifted<place - fraction>(as<Words>(rounded)) & std::uint64_t{At::mask} << place;
     }
 };
 
@@ -155,21 +211,23 @@ struct IntegerPixels<Lanes, PixelType, float> : Layout<PixelType> {
 
     [[gnu::always_inline]] static ColourPair<Reals> loadPair(const std::uint64_t* addresses,
                                                              std::int64_t offset) {
-        const Halves first = loadWords(addresses, offset);
+        const Halves first = gatherHalves<Lanes, At::Pixel::packed>(addresses, offset);
         if constexpr (At::bytes == 4)
             return {colours<At::left>(first), colours<At::right>(first)};
         else
             return {colours<At::left>(first),
-                    colours<At::right>(loadWords(addresses, offset + 2 * At::bytes - 8))};
+                    colours<At::right>(gatherHalves<Lanes, At::Pixel::packed>(
+                        addresses, offset + 2 * At::bytes - 8))};
     }
 
-    // Of sums with `rounding`.
+    // Of sums whose integers lie above `fraction` bits, 0 with `rounding`.
+    template <int fraction = 0>
     [[gnu::always_inline]] static void storeRounded(unsigned char* out, const Colours<Reals>& c) {
         Halves pixels{};
-        put<0>(pixels, c.r);
-        put<1>(pixels, c.g);
-        put<2>(pixels, c.b);
-        put<3>(pixels, c.a);
+        put<fraction, 0>(pixels, c.r);
+        put<fraction, 1>(pixels, c.g);
+        put<fraction, 2>(pixels, c.b);
+        put<fraction, 3>(pixels, c.a);
         if constexpr (At::bytes == 4) {
             store(out, pixels.low);
         } else {
@@ -182,26 +240,8 @@ struct IntegerPixels<Lanes, PixelType, float> : Layout<PixelType> {
     }
 
   private:
-    // Of words of 64 bits.
-    struct Halves {
-        HalfWords low, high;
-    };
+    using Halves = polar::Halves<Lanes>;
 
-    // Each 16 bytes of a register hold two words; those whose halves a shuffle brings together in
-    // order are two apart.
-    [[gnu::always_inline]] static Halves loadWords(const std::uint64_t* addresses,
-                                                   std::int64_t offset) {
-        constexpr auto order = [](int i) { return i / 2 * 4 + i % 2; };
-        Words even = gather<Words>(addresses, offset, order);
-        Words odd = gather<Words>(addresses + 2, offset, order);
-        if constexpr (At::Pixel::packed) {
-            even = reverseBytes(even);
-            odd = reverseBytes(odd);
-        }
-        // Compilers shuffle floats in one step.
-        return {as<HalfWords>(shuffle<0, 2, 4, 6>(as<Reals>(even), as<Reals>(odd))),
-                as<HalfWords>(shuffle<1, 3, 5, 7>(as<Reals>(even), as<Reals>(odd)))};
-    }
     template <int start>
     [[gnu::always_inline]] static Colours<Reals> colours(const Halves& words) {
         return {real<start, 0>(words), real<start, 1>(words), real<start, 2>(words),
@@ -220,17 +260,27 @@ struct IntegerPixels<Lanes, PixelType, float> : Layout<PixelType> {
         if constexpr (place + At::bits != 32 && place + At::bits != 64) part &= At::mask << kept;
         return __builtin_convertvector(as<Vector<std::int32_t, count>>(part), Reals);
     }
-    template <int index>
+    template <int fraction, int index>
     [[gnu::always_inline]] static void put(Halves& words, Reals rounded) {
         constexpr int place = At::place(At::left, index);
-        const HalfWords part = as<HalfWords>(rounded) & At::mask;
-        if constexpr (place < 32) words.low |= part << place;
-        if constexpr (place >= 32) words.high |= part << (place - 32);
-        if constexpr (place < 32 && place + At::bits > 32) words.high |= part >> (32 - place);
+        constexpr std::uint64_t mask = std::uint64_t{At::mask} << place;
+        const auto bits = as<HalfWords>(rounded);
+        constexpr auto low = static_cast<std::uint32_t>(mask);
+        constexpr auto high = static_cast<std::uint32_t>(mask >> 32);
+        if constexpr (low != 0) words.low |= shifted<place - fraction>(bits) & low;
+        if constexpr (high != 0) words.high |= shifted<place - 32 - fraction>(bits) & high;
     }
 };
 
 // Floats ------------------------------------------------------------------------------------------
+
+template <class Lanes>
+[[gnu::always_inline]] inline typename Lanes::Doubles widen(Vector<float, Lanes::count> floats) {
+    if constexpr (Lanes::count == 2)
+        return __builtin_convertvector(floats, typename Lanes::Doubles);
+    else
+        return Lanes::Target::widen(floats);
+}
 
 template <class Lanes>
 struct FloatPixels {
@@ -242,7 +292,22 @@ struct FloatPixels {
 
     [[gnu::always_inline]] static ColourPair<Doubles> loadPair(const std::uint64_t* addresses,
                                                                std::int64_t offset) {
-        return {colours(addresses, offset), colours(addresses, offset + bytes)};
+        return {widened(load(addresses, offset)), widened(load(addresses, offset + bytes))};
+    }
+    // Sixteen bytes at each address. Each 16 bytes of a register hold a pixel: of 4 neighbours, or
+    // 8, those that are 4 apart.
+    [[gnu::always_inline]] static Colours<Floats> load(const std::uint64_t* addresses,
+                                                       std::int64_t offset) {
+        if constexpr (count == 2) {
+            const auto a = polar::load<Vector<float, 4>>(bytesAt(addresses[0]) + offset);
+            const auto b = polar::load<Vector<float, 4>>(bytesAt(addresses[1]) + offset);
+            return {Floats{a[0], b[0]}, Floats{a[1], b[1]}, Floats{a[2], b[2]}, Floats{a[3], b[3]}};
+        } else {
+            const auto pixels = [&](int first) {
+                return as<Floats>(gather16<Lanes, count / 2, 4>(addresses + first, offset));
+            };
+            return transposed({pixels(0), pixels(1), pixels(2), pixels(3)});
+        }
     }
     [[gnu::always_inline]] static void store(unsigned char* out, const Colours<Floats>& c,
                                              bool isStreamed) {
@@ -263,26 +328,8 @@ struct FloatPixels {
     }
 
   private:
-    // Each 16 bytes of a register hold a pixel: of 4 neighbours, or 8, those that are 4 apart.
-    [[gnu::always_inline]] static Colours<Doubles> colours(const std::uint64_t* addresses,
-                                                           std::int64_t offset) {
-        if constexpr (count == 2) {
-            const auto a = load<Vector<float, 4>>(bytesAt(addresses[0]) + offset);
-            const auto b = load<Vector<float, 4>>(bytesAt(addresses[1]) + offset);
-            return {Doubles{a[0], b[0]}, Doubles{a[1], b[1]}, Doubles{a[2], b[2]},
-                    Doubles{a[3], b[3]}};
-        } else {
-            return joined(addresses, offset);
-        }
-    }
-    [[gnu::always_inline]] static Colours<Doubles> joined(const std::uint64_t* addresses,
-                                                          std::int64_t offset) {
-        const auto pixels = [&](int first) {
-            return as<Floats>(gather16<Lanes, count / 2, 4>(addresses + first, offset));
-        };
-        const Colours<Floats> c = transposed({pixels(0), pixels(1), pixels(2), pixels(3)});
-        using Target = typename Lanes::Target;
-        return {Target::widen(c.r), Target::widen(c.g), Target::widen(c.b), Target::widen(c.a)};
+    [[gnu::always_inline]] static Colours<Doubles> widened(const Colours<Floats>& c) {
+        return {widen<Lanes>(c.r), widen<Lanes>(c.g), widen<Lanes>(c.b), widen<Lanes>(c.a)};
     }
     // Exchanges rows and columns of each 4 times 4.
     [[gnu::always_inline]] static Colours<Floats> transposed(const Colours<Floats>& c) {
@@ -292,7 +339,7 @@ struct FloatPixels {
                 shuffle<0, 1, 4, 5>(rg2, ba2), shuffle<2, 3, 6, 7>(rg2, ba2)};
     }
     [[gnu::always_inline]] static Sixteen quarter(const Floats& value, int i) {
-        return load<Sixteen>(reinterpret_cast<const unsigned char*>(&value) + i * bytes);
+        return polar::load<Sixteen>(reinterpret_cast<const unsigned char*>(&value) + i * bytes);
     }
 };
 

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "render/mix_batch.h"
+#include "render/opaque_batch.h"
 #include "render/positions_batch.h"
 
 namespace polar {
@@ -64,14 +65,15 @@ class Nearest {
   public:
     // Of packed pixels, those that fill whole words, an even number.
     static constexpr int count = std::max(Lanes::count, Pixel::packed ? 8 : 4);
-    static constexpr int rowsRead = 1;
+    static constexpr int rowsRead = 1, columnsBeyond = 0;
     static constexpr bool isCopy = true;
     template <int pixels>
     struct Spots {
         alignas(64) std::uint64_t address[pixels];
     };
 
-    explicit Nearest(const Job& job) : bounds_(job), addresses_(job, sizeof(Pixel)) {}
+    explicit Nearest(const Job& job)
+        : bounds_(job), addresses_(job, sizeof(Pixel)), empty_(job.empty) {}
 
     template <bool isInside, class Spots>
     [[gnu::always_inline]] Found plan(Spots& spots, int i, const Position<Lanes>& at) const {
@@ -86,7 +88,7 @@ class Nearest {
             const auto rowInside = (row >= bounds_.top) & (row <= bounds_.lastRow);
             const auto inside =
                 rowInside & (column >= bounds_.left) & (column <= bounds_.lastColumn);
-            address = inside ? address : Words{} + reinterpret_cast<std::uintptr_t>(zeros);
+            address = inside ? address : Words{} + reinterpret_cast<std::uintptr_t>(empty_);
             rows = bitsOf<Lanes>(rowInside);
         }
         store(spots.address + i, address);
@@ -109,15 +111,12 @@ class Nearest {
             if constexpr (sizeof(Pixel) == 6)
                 if (isStreamed) return streamPacked(out, word);
             storeEach<sizeof(Pixel), count>(out, word);
-        } else if (isStreamed) {
-            constexpr int pixels = 16 / sizeof(Pixel);
-            for (int i = 0; i < count; i += pixels, out += 16)
-                Lanes::Target::stream(out, joined(std::make_index_sequence<pixels>{},
-                                                  [&](int k) { return pixel(i + k); }));
-        } else {
-            for (int i = 0; i < count; ++i, out += sizeof(Pixel))
-                std::memcpy(out, pixel(i), sizeof(Pixel));
+            return 0;
+        } else if constexpr (!Opaque<Pixel>) {
+            if (isStreamed) return stream(out, pixel);
         }
+        for (int i = 0; i < count; ++i, out += sizeof(Pixel))
+            std::memcpy(out, pixel(i), sizeof(Pixel));
         return 0;
     }
 
@@ -132,6 +131,15 @@ class Nearest {
             Target::stream(out + 16, Sixteen{c >> 32 | word(i + 3) << 16, word(i + 4) | f << 48});
             Target::stream(out + 32, Sixteen{f >> 16 | g << 32, g >> 32 | word(i + 7) << 16});
         }
+        return 0;
+    }
+
+    template <class From>
+    [[gnu::always_inline]] static unsigned stream(unsigned char* out, From pixel) {
+        constexpr int pixels = 16 / sizeof(Pixel);
+        for (int i = 0; i < count; i += pixels, out += 16)
+            Lanes::Target::stream(out, joined(std::make_index_sequence<pixels>{},
+                                              [&](int k) { return pixel(i + k); }));
         return 0;
     }
 
@@ -150,9 +158,9 @@ class Nearest {
         }
     }
 
-    static constexpr unsigned char zeros[sizeof(Pixel)] = {};
     Bounds bounds_;
     Addresses<Lanes> addresses_;
+    const unsigned char* empty_;
 };
 
 // Of more bits, floats leave too many open.
@@ -167,6 +175,11 @@ template <class Lanes, Mapping mapping>
 struct MeanOf<Lanes, QzBufferRGBAFloat::Pixel, mapping> {
     using type = FloatMean<Lanes, mapping>;
 };
+template <class Lanes, Opaque Pixel, Mapping mapping>
+struct MeanOf<Lanes, Pixel, mapping> {
+    using type = std::conditional_t<std::is_same_v<typename Pixel::Component, float>,
+                                    OpaqueFloatMean<Lanes, Pixel>, OpaqueIntegerMean<Lanes, Pixel>>;
+};
 
 template <class Lanes, class Pixel, Mapping mapping>
 class Bilinear {
@@ -175,7 +188,7 @@ class Bilinear {
 
   public:
     static constexpr int count = Mean::count;
-    static constexpr int rowsRead = 2;
+    static constexpr int rowsRead = 2, columnsBeyond = Mean::columnsBeyond;
     static constexpr bool isCopy = false;
     template <int pixels>
     using Spots = typename Mean::template Spots<pixels>;
@@ -184,6 +197,7 @@ class Bilinear {
         : mean_(job),
           bounds_(job),
           addresses_(job, sizeof(Pixel)),
+          endOfPairs_(job.lastColumn - columnsBeyond),
           isTurned_(mapping == Mapping::unwrap || job.isTurned) {}
 
     template <bool isInside, class Spots>
@@ -198,14 +212,14 @@ class Bilinear {
         }
         if constexpr (!isInside) {
             const auto inside = (row >= bounds_.top) & (row < bounds_.lastRow) &
-                                (column >= bounds_.left) & (column < bounds_.lastColumn);
+                                (column >= bounds_.left) & (column < endOfPairs_);
             if (bitsOf<Lanes>(inside) != (1u << Lanes::count) - 1) {
                 found.outside = outside(at);
                 found.open |= ~bitsOf<Lanes>(Spots::hasRests ? isNear(column, row) : inside);
                 if constexpr (mapping == Mapping::wrap && Spots::hasRests)
                     if (bounds_.isCyclic) [[unlikely]]  // the first column is no neighbour here
                         found.open |= bitsOf<Lanes>(column >= bounds_.lastColumn);
-                x.keepIn(bounds_.left, bounds_.lastColumn);
+                x.keepIn(bounds_.left, endOfPairs_);
                 y.keepIn(bounds_.top, bounds_.lastRow);
             }
         }
@@ -258,6 +272,7 @@ class Bilinear {
     Mean mean_;
     Bounds bounds_;
     Addresses<Lanes> addresses_;
+    double endOfPairs_;  // the column after the last one at which pairs can be read
     bool isTurned_;
 };
 

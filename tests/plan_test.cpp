@@ -38,13 +38,14 @@ constexpr QzLong area = 77;
 template <class Buffer>
 struct TestPlan {
     TestPlan(const Geometry& geometry, const TestBitmap<Buffer>& input,
-             const TestBitmap<Buffer>& output, QzLong sampling, const InstructionSet& set)
+             const TestBitmap<Buffer>& output, QzLong sampling, const InstructionSet& set,
+             const polar::Background& background = {})
         : doubles(geometry.isEmpty() ? 0 : 2 * std::size_t(geometry.region.width)),
           plan(Buffer::bitmapType, geometry, imageOf(input), imageOf(output),
                sampling == area ? polar::Sampling::area
                : sampling == 1  ? polar::Sampling::nearest
                                 : polar::Sampling::bilinear,
-               {doubles.data(), doubles.data() + doubles.size() / 2}, set) {}
+               {doubles.data(), doubles.data() + doubles.size() / 2}, set, background) {}
 
     std::vector<double> doubles;
     Plan plan;
@@ -120,9 +121,37 @@ void compareRectangles(Draw draw, Scene<Buffer>& scene, int direction) {
     }
 }
 
+// Pixels without alpha, by every set, against opaque ones that are put over the background.
+template <class Buffer, class WithAlpha>
+void compareOpaque(Draw& draw, Scene<WithAlpha>& scene, const Geometry& geometry) {
+    const QzRect &from = scene.image, &place = geometry.region;
+    const polar::Background background{0.2F, draw.of({0.0F, 1.0F}), -0.5F};
+    TestBitmap<Buffer> input(from), expected(place);
+    TestBitmap<WithAlpha> opaque(from), whole(place);
+    for (std::int64_t y = from.y; y < std::int64_t{from.y} + from.height; ++y)
+        for (std::int64_t x = from.x; x < std::int64_t{from.x} + from.width; ++x) {
+            auto components = scene.input.at(x, y).load();
+            components.a = polar::unit<typename WithAlpha::Pixel>;
+            opaque.at(x, y).store(components);
+            input.at(x, y).store(opaque.at(x, y), {});
+            opaque.at(x, y) = input.at(x, y);
+        }
+    TestPlan(geometry, opaque, whole, scene.sampling, polar::plainPath)
+        .plan.render(0, place.height);
+    for (QzLong y = 0; y < place.height; ++y)
+        for (QzLong x = 0; x < place.width; ++x)
+            expected.at(x, y).store(whole.at(x, y), background);
+    for (const InstructionSet* const set : sets) {
+        const TestBitmap<Buffer> output(place);
+        const TestPlan test(geometry, input, output, scene.sampling, *set, background);
+        renderInBands(draw, test, place.height);
+        EXPECT_EQ(output, expected) << set->name << ", " << Buffer::Pixel::channels << " channels";
+    }
+}
+
 // Every set in bands against the plain path at once, for circles.
 template <class Buffer>
-void compareCircles(Draw draw, const Scene<Buffer>& scene) {
+void compareCircles(Draw draw, Scene<Buffer>& scene) {
     const QzRect& from = scene.image;
     if (from.width <= 0 || from.height <= 0) return;
     const QzRect place{0, 0, 1 + draw.upTo(200), 1 + draw.upTo(200)};
@@ -159,6 +188,11 @@ void compareCircles(Draw draw, const Scene<Buffer>& scene) {
             EXPECT_EQ(output, whole) << set->name << (sampling == area ? ", area" : "");
         }
     }
+    const auto opaque = [&]<class Without>() {
+        if constexpr (std::is_same_v<typename Without::Pixel::Sampled, typename Buffer::Pixel>)
+            compareOpaque<Without>(draw, scene, geometry);
+    };
+    forEachFormat(opaque, polar::OpaqueFormats{});
 }
 
 void compare(unsigned first, unsigned scenes, double shift) {
