@@ -168,7 +168,8 @@ class Renderer {
                     if (isDirect) {
                         typename Sampler::template Spots<Sampler::count> spots;
                         planned(spots, 0);
-                        mixBatch(sampler, spots, 0, chunk.width - i, out + i * pixelBytes, false);
+                        mixBatch<false>(sampler, spots, 0, chunk.width - i, out + i * pixelBytes,
+                                        false);
                         continue;
                     }
                 const int pixel = j * blockColumns + i;
@@ -191,37 +192,51 @@ class Renderer {
     }
 
     [[gnu::noinline]] void mix(const Chunk& chunk) {
+        if (chunk.place == Place::outside)
+            for (int j = 0; j < chunk.height; ++j)
+                clear(chunk.out + j * job_.output.rowBytes, chunk.width);
+        else if (Sampler::hasRim && chunk.place == Place::anywhere)
+            mixRows<true>(chunk);
+        else
+            mixRows<false>(chunk);
+    }
+
+    template <bool isRim>
+    [[gnu::always_inline]] void mixRows(const Chunk& chunk) {
         const Sampler sampler = sampler_;
         const bool streams = job_.isStreamed;
         for (int j = 0; j < chunk.height; ++j) {
             unsigned char* const out = chunk.out + j * job_.output.rowBytes;
-            if (chunk.place == Place::outside) {
-                clear(out, chunk.width);
-                continue;
-            }
-            mixRow(sampler, chunk, j, out,
-                   streams && reinterpret_cast<std::uintptr_t>(out) % 16 == 0);
+            mixRow<isRim>(sampler, chunk, j, out,
+                          streams && reinterpret_cast<std::uintptr_t>(out) % 16 == 0);
         }
     }
 
+    template <bool isRim>
     [[gnu::always_inline]] void mixRow(const Sampler& sampler, const Chunk& chunk, int row,
                                        unsigned char* out, bool isStreamed) {
         Bits unsettled = 0;
         for (int i = 0; i < chunk.width; i += Sampler::count)
-            unsettled |= mixBatch(sampler, chunk.spots, row * blockColumns + i, chunk.width - i,
-                                  out + i * pixelBytes, isStreamed)
+            unsettled |= mixBatch<isRim>(sampler, chunk.spots, row * blockColumns + i,
+                                         chunk.width - i, out + i * pixelBytes, isStreamed)
                          << i;
         if ((unsettled | chunk.open[row] | chunk.outside[row]) != 0)
             finish(chunk, row, unsettled, out);
     }
 
-    template <class Spots>
+    template <bool isRim, class Spots>
     [[gnu::always_inline]] static Bits mixBatch(const Sampler& sampler, const Spots& spots, int at,
                                                 int width, unsigned char* out, bool isStreamed) {
+        const auto mixed = [&](unsigned char* to, bool streams) __attribute__((always_inline)) {
+            if constexpr (Sampler::hasRim && isRim)
+                return sampler.mixRim(spots, at, to);
+            else
+                return sampler.mix(spots, at, to, streams);
+        };
         if (width >= Sampler::count) [[likely]]
-            return sampler.mix(spots, at, out, isStreamed);
+            return mixed(out, isStreamed);
         unsigned char batch[Sampler::count * pixelBytes];
-        const Bits open = sampler.mix(spots, at, batch, false);
+        const Bits open = mixed(batch, false);
         std::memcpy(out, batch, static_cast<std::size_t>(width * pixelBytes));
         return open & ((1u << width) - 1);
     }

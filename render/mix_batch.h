@@ -9,29 +9,32 @@
 namespace polar {
 namespace {
 
-// What is known of the pixels of a chunk before any is read. The weights that a position gives the
-// first of two neighbours, `rest`, are 1 minus those of the second unless a neighbour is missing;
-// narrowed to floats by themselves they are never off by more than their own rounding.
-template <class Real, int pixels, bool withRests>
+// Which chunks have rests: the weights that positions give the first of two neighbours. They are 1
+// minus those of the second unless a neighbour is missing; narrowed to floats by themselves they
+// are never off by more than their own rounding.
+enum class Rests { none, notInside, all };
+
+// What is known of the pixels of a chunk before any is read.
+template <class Real, int pixels, Rests rests>
 struct Spots {
-    static constexpr bool hasRests = withRests;
+    static constexpr bool hasRests = rests != Rests::none;
     alignas(64) std::uint64_t address[pixels];
     alignas(64) Real fx[pixels], fy[pixels];
     Real restX[hasRests ? pixels : 1], restY[hasRests ? pixels : 1];
 
-    template <class Along>
+    template <bool isInside, class Along>
     [[gnu::always_inline]] void setFractions(int at, const Along& x, const Along& y) {
         set(fx + at, x.fraction);
         set(fy + at, y.fraction);
-        if constexpr (hasRests) {
+        if constexpr (rests == Rests::all || (rests == Rests::notInside && !isInside)) {
             set(restX + at, x.rest);
             set(restY + at, y.rest);
         }
     }
     template <class Reals>
-    [[gnu::always_inline]] Reals rest(const Real* fractions, const Real* rests, int at) const {
+    [[gnu::always_inline]] Reals rest(const Real* fractions, const Real* rest, int at) const {
         if constexpr (hasRests)
-            return load<Reals>(rests + at);
+            return load<Reals>(rest + at);
         else
             return Real{1} - load<Reals>(fractions + at);
     }
@@ -47,20 +50,24 @@ struct Spots {
 // is stored is the same.
 //
 // Pixels that are missing are transparent: they weigh nothing. Unwrapping, they are few.
-template <class Lanes, class Pixel, Mapping mapping, class Real>
+template <class Lanes, class Pixel, Mapping mapping, class Real,
+          class Format = IntegerPixels<Lanes, Pixel, Real>>
 class IntegerMean {
     using Target = typename Lanes::Target;
-    using Format = IntegerPixels<Lanes, Pixel, Real>;
     using Reals = typename Format::Reals;
     static constexpr bool isSingle = std::is_same_v<Real, float>;
 
   public:
     static constexpr int count = Format::count;
     static constexpr int columnsBeyond = 0;  // a pair's last one that may be read
+    static constexpr bool hasRim = false;  // whether chunks that are not inside are mixed by mixRim
+    // Whether it is near enough from one pair of neighbours to the next as well.
+    static constexpr bool isContinuous = true;
     template <int pixels>
-    using Spots = polar::Spots<Real, pixels, isSingle || mapping == Mapping::wrap>;
+    using Spots =
+        polar::Spots<Real, pixels, isSingle || mapping == Mapping::wrap ? Rests::all : Rests::none>;
 
-    explicit IntegerMean(const Job& job) : rowBytes_(job.input.rowBytes) {
+    explicit IntegerMean(const Job& job) : rowBytes_(job.input.rowBytes), format_(job) {
         constexpr double most = Pixel::maxValue;
         leastAlpha_ = static_cast<Real>(1.01 * job.weightError * most * most / slack);
         columnError_ = static_cast<Real>(1.01 * job.columnError);
@@ -76,8 +83,8 @@ class IntegerMean {
     // which moves a mean by at most that times C^2 / total alpha: no more than `slack` where that
     // alpha is leastAlpha_. What is compared with ties rounds by another half of its unit, 2u or
     // more times C + 1. A result nearer to a tie than all that, `distance`, is left open.
-    template <int pixels>
-    [[gnu::always_inline]] unsigned mix(const Spots<pixels>& spots, int at, unsigned char* out,
+    template <class Spots>
+    [[gnu::always_inline]] unsigned mix(const Spots& spots, int at, unsigned char* out,
                                         bool /*isStreamed*/) const {
         const auto fx = load<Reals>(spots.fx + at), fy = load<Reals>(spots.fy + at);
         const auto gx = spots.template rest<Reals>(spots.fx, spots.restX, at);
@@ -106,7 +113,7 @@ class IntegerMean {
                           mean(&All::b, Format::scale(2)), rounded(alpha + Rounding::offset)};
         const unsigned open = all_ & ~bitsOf<Lanes>(clear);
         if (open == 0) [[likely]] {
-            Format::template storeRounded<Rounding::fraction>(out, colours);
+            format_.template storeRounded<Rounding::fraction>(out, colours);
             return 0;
         }
         // Where all four are transparent, nothing can be wrong, unless the plain path has others.
@@ -116,7 +123,7 @@ class IntegerMean {
         const auto kept = [&](Reals sum) __attribute__((always_inline)) {
             return visible ? sum : Reals{};
         };
-        Format::template storeRounded<Rounding::fraction>(
+        format_.template storeRounded<Rounding::fraction>(
             out, {kept(colours.r), kept(colours.g), kept(colours.b), kept(colours.a)});
         return open & bitsOf<Lanes>(visible);
     }
@@ -134,6 +141,7 @@ class IntegerMean {
     static_assert(margin * one + 0.5 <= distance);
 
     std::int64_t rowBytes_;
+    Format format_;
     Real leastAlpha_, columnError_;
 };
 
@@ -151,9 +159,10 @@ class FloatMean {
 
   public:
     static constexpr int count = Format::count;
-    static constexpr int columnsBeyond = 0;  // a pair's last one that may be read
+    static constexpr int columnsBeyond = 0;
+    static constexpr bool hasRim = false, isContinuous = false;
     template <int pixels>
-    using Spots = polar::Spots<double, pixels, false>;
+    using Spots = polar::Spots<double, pixels, Rests::none>;
 
     explicit FloatMean(const Job& job)
         : rowBytes_(job.input.rowBytes), error_(job.weightError / (1 - mostGain)) {}

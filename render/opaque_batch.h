@@ -200,7 +200,62 @@ template <class Target, class Reals, class Real>
     return Target::fma(fy, below - above, offset == 0 ? above : above + offset);
 }
 
-// Integers: where one of the four is missing, the pixel is left open.
+// Pixels as those with alpha that they are sampled as, full in all that are there.
+template <class Lanes, class Pixel>
+class RimPixels {
+    using Sampled = typename Pixel::Sampled;
+    using Component = typename Pixel::Component;
+    using Own = OpaquePixels<Lanes, Component, Pixel::channels>;
+
+  public:
+    using Reals = typename Own::Reals;
+    static constexpr int count = Own::count;
+
+    explicit RimPixels(const Job& job) : background_(job.background) {}
+
+    static constexpr double scale(int) { return 1; }
+    [[gnu::always_inline]] static ColourPair<Reals> loadPair(const std::uint64_t* addresses,
+                                                             std::int64_t offset) {
+        auto pair = Own::loadPair(addresses, offset);
+        using Real = std::remove_cvref_t<decltype(Reals{}[0])>;
+        pair.left.a = pair.right.a = all<Reals>(static_cast<Real>(Pixel::maxValue));
+        return pair;
+    }
+    template <int fraction>
+    [[gnu::always_inline]] void storeRounded(unsigned char* out, const Colours<Reals>& c) const {
+        const auto alpha = integers<fraction>(c.a);
+        if (bitsOf<Lanes>(alpha != Pixel::maxValue) == 0)
+            Own::storeRounded(out, c);
+        else
+            storeOver<fraction>(out, c);
+    }
+
+  private:
+    template <int fraction>
+    [[gnu::always_inline]] static auto integers(Reals sums) {
+        using Words = std::conditional_t<sizeof(sums[0]) == 4, typename Lanes::HalfWords,
+                                         typename Lanes::Words>;
+        return shifted<-fraction>(as<Words>(sums)) & Pixel::maxValue;
+    }
+    template <int fraction>
+    [[gnu::noinline]] void storeOver(unsigned char* out, const Colours<Reals>& c) const {
+        const auto r = integers<fraction>(c.r), g = integers<fraction>(c.g);
+        const auto b = integers<fraction>(c.b), a = integers<fraction>(c.a);
+        const auto component = [](auto value) { return static_cast<Component>(value); };
+        for (int i = 0; i < count; ++i, out += sizeof(Pixel)) {
+            Sampled sampled;
+            sampled.store({component(r[i]), component(g[i]), component(b[i]), component(a[i])});
+            Pixel pixel;
+            pixel.store(sampled, background_);
+            std::memcpy(out, &pixel, sizeof pixel);
+        }
+    }
+
+    Background background_;
+};
+
+// Integers, all four of them there; beside the rim, where they may be missing, they are mixed as
+// those with alpha are.
 //
 // Let u be the unit of a rounding and C the largest component. Differences of pixels are exact. A
 // mean of two is off by uC for its fraction's rounding and by uC for its own; the mean of those
@@ -209,7 +264,7 @@ template <class Target, class Reals, class Real>
 // job.weightError in sum, which moves a mean by no more than that times C. What is compared with
 // ties rounds twice by half of its unit. A result nearer to a tie than all that, `distance`, is
 // left open.
-template <class Lanes, class Pixel>
+template <class Lanes, class Pixel, Mapping mapping>
 class OpaqueIntegerMean {
     using Format = OpaquePixels<Lanes, typename Pixel::Component, Pixel::channels>;
     using Reals = typename Format::Reals;
@@ -220,11 +275,13 @@ class OpaqueIntegerMean {
   public:
     static constexpr int count = Format::count;
     static constexpr int columnsBeyond = Format::columnsBeyond;
+    static constexpr bool hasRim = true, isContinuous = true;
     template <int pixels>
-    using Spots = polar::Spots<Real, pixels, false>;
+    using Spots = polar::Spots<Real, pixels, Rests::notInside>;
 
     explicit OpaqueIntegerMean(const Job& job)
-        : rowBytes_(job.input.rowBytes),
+        : rim_(job),
+          rowBytes_(job.input.rowBytes),
           isExactEnough_(Pixel::maxValue * (1.01 * job.weightError + 6 * unit) * one + 1 <=
                          distance) {}
 
@@ -252,6 +309,11 @@ class OpaqueIntegerMean {
         Format::storeRounded(out, colours);
         return isExactEnough_ ? all_ & ~bitsOf<Lanes>(clear) : all_;
     }
+    template <int pixels>
+    [[gnu::always_inline]] unsigned mixRim(const Spots<pixels>& spots, int at,
+                                           unsigned char* out) const {
+        return rim_.mix(spots, at, out, false);
+    }
 
   private:
     static constexpr unsigned all_ = (1u << count) - 1;
@@ -260,6 +322,7 @@ class OpaqueIntegerMean {
     static constexpr std::int64_t one = std::int64_t{1} << Rounding::fraction;
     static constexpr std::int64_t distance = isSingle ? 8 : one >> 14;
 
+    IntegerMean<Lanes, Pixel, mapping, Real, RimPixels<Lanes, Pixel>> rim_;
     std::int64_t rowBytes_;
     bool isExactEnough_;
 };
@@ -281,8 +344,9 @@ class OpaqueFloatMean {
   public:
     static constexpr int count = Format::count;
     static constexpr int columnsBeyond = Format::columnsBeyond;
+    static constexpr bool hasRim = false, isContinuous = false;
     template <int pixels>
-    using Spots = polar::Spots<double, pixels, false>;
+    using Spots = polar::Spots<double, pixels, Rests::none>;
 
     explicit OpaqueFloatMean(const Job& job)
         : rowBytes_(job.input.rowBytes), error_(job.weightError) {}

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "pixels/QzBuffer.h"
+#include "render/Job.h"
 #include "render/Lanes.h"
 
 namespace polar {
@@ -145,6 +146,8 @@ struct IntegerPixels;
 
 template <class Lanes, class PixelType>
 struct IntegerPixels<Lanes, PixelType, double> : Layout<PixelType> {
+    explicit IntegerPixels(const Job& /*job*/) {}
+
     using At = Layout<PixelType>;
     using Reals = typename Lanes::Doubles;
     using Words = typename Lanes::Words;
@@ -202,6 +205,8 @@ struct IntegerPixels<Lanes, PixelType, double> : Layout<PixelType> {
 
 template <class Lanes, class PixelType>
 struct IntegerPixels<Lanes, PixelType, float> : Layout<PixelType> {
+    explicit IntegerPixels(const Job& /*job*/) {}
+
     using At = Layout<PixelType>;
     using Reals = typename Lanes::Floats;
     using Words = typename Lanes::Words;

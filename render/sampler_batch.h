@@ -66,7 +66,7 @@ class Nearest {
     // Of packed pixels, those that fill whole words, an even number.
     static constexpr int count = std::max(Lanes::count, Pixel::packed ? 8 : 4);
     static constexpr int rowsRead = 1, columnsBeyond = 0;
-    static constexpr bool isCopy = true;
+    static constexpr bool isCopy = true, hasRim = false;
     template <int pixels>
     struct Spots {
         alignas(64) std::uint64_t address[pixels];
@@ -177,8 +177,9 @@ struct MeanOf<Lanes, QzBufferRGBAFloat::Pixel, mapping> {
 };
 template <class Lanes, Opaque Pixel, Mapping mapping>
 struct MeanOf<Lanes, Pixel, mapping> {
-    using type = std::conditional_t<std::is_same_v<typename Pixel::Component, float>,
-                                    OpaqueFloatMean<Lanes, Pixel>, OpaqueIntegerMean<Lanes, Pixel>>;
+    using type =
+        std::conditional_t<std::is_same_v<typename Pixel::Component, float>,
+                           OpaqueFloatMean<Lanes, Pixel>, OpaqueIntegerMean<Lanes, Pixel, mapping>>;
 };
 
 template <class Lanes, class Pixel, Mapping mapping>
@@ -189,7 +190,7 @@ class Bilinear {
   public:
     static constexpr int count = Mean::count;
     static constexpr int rowsRead = 2, columnsBeyond = Mean::columnsBeyond;
-    static constexpr bool isCopy = false;
+    static constexpr bool isCopy = false, hasRim = Mean::hasRim;
     template <int pixels>
     using Spots = typename Mean::template Spots<pixels>;
 
@@ -205,7 +206,7 @@ class Bilinear {
         const Doubles column = Lanes::Target::floor(at.x), row = Lanes::Target::floor(at.y);
         Along x{column, at.x - column}, y{row, at.y - row};
         Found found{at.nearCut, 0};
-        if constexpr (mapping == Mapping::wrap && !Spots::hasRests) {
+        if constexpr (mapping == Mapping::wrap && !Mean::isContinuous) {
             const auto sameNeighbours =
                 (x.fraction >= bounds_.columnError) & (x.fraction <= 1.0 - bounds_.columnError);
             found.open |= ~bitsOf<Lanes>(sameNeighbours);
@@ -216,7 +217,9 @@ class Bilinear {
             if (bitsOf<Lanes>(inside) != (1u << Lanes::count) - 1) {
                 found.outside = outside(at);
                 found.open |= ~bitsOf<Lanes>(Spots::hasRests ? isNear(column, row) : inside);
-                if constexpr (mapping == Mapping::wrap && Spots::hasRests)
+                if constexpr (columnsBeyond > 0)
+                    found.open |= bitsOf<Lanes>(column >= endOfPairs_);
+                else if constexpr (mapping == Mapping::wrap && Spots::hasRests)
                     if (bounds_.isCyclic) [[unlikely]]  // the first column is no neighbour here
                         found.open |= bitsOf<Lanes>(column >= bounds_.lastColumn);
                 x.keepIn(bounds_.left, endOfPairs_);
@@ -224,7 +227,7 @@ class Bilinear {
             }
         }
         store(spots.address + i, addresses_.of(x.first, y.first));
-        spots.setFractions(i, x, y);
+        spots.template setFractions<isInside>(i, x, y);
         return found;
     }
 
@@ -232,6 +235,10 @@ class Bilinear {
     [[gnu::always_inline]] unsigned mix(const Spots& spots, int at, unsigned char* out,
                                         bool isStreamed) const {
         return mean_.mix(spots, at, out, isStreamed);
+    }
+    template <class Spots>
+    [[gnu::always_inline]] unsigned mixRim(const Spots& spots, int at, unsigned char* out) const {
+        return mean_.mixRim(spots, at, out);
     }
 
   private:

@@ -247,19 +247,37 @@ TEST(Plan, KeepsToTheSideOfTheCut) {
     arctangentShift = 0;
 }
 
-// Diagonals and axes that lie within a few roundings of a tie or of a column.
+// What a pixel has of these components.
+template <class Pixel, class Component>
+void put(Pixel& pixel, const QzComponents<Component>& components) {
+    if constexpr (polar::Opaque<Pixel>) {
+        typename Pixel::Sampled sampled;
+        sampled.store(components);
+        pixel.store(sampled, {});
+    } else {
+        pixel.store(components);
+    }
+}
+
+// Diagonals and axes that lie within a few roundings of a tie or of a column, beside which pixels
+// differ from their neighbours by everything.
 TEST(Plan, LeavesOpenWhatTheArctangentDecides) {
     if (batched.empty()) GTEST_SKIP() << "this processor has the plain path alone";
     const QzRect place{0, 0, 65, 65};
     for (const int width : {109, 113})
-        for (int rounding = -12; rounding <= 12; ++rounding)
-            forEachFormat([&]<class Buffer>() {
+        for (int rounding = -12; rounding <= 12; ++rounding) {
+            const auto compareSets = [&]<class Buffer>() {
+                using Pixel = typename Buffer::Pixel;
                 const QzRect source{0, 0, width, 20};
                 TestBitmap<Buffer> input(source), whole(place), output(place);
-                using Component = typename Buffer::Pixel::Component;
-                for (QzLong i = 0; i < width * 20; ++i)
-                    input.at(i, 0).store({Component(i % 7), Component(i % 5), Component(i % 3),
-                                          Component(i % 2 * Buffer::Pixel::maxValue)});
+                using Component = typename Pixel::Component;
+                const double full = Pixel::maxValue;
+                for (QzLong i = 0; i < width * 20; ++i) {
+                    const double red = polar::Opaque<Pixel> ? i / 2 % 2 * full : i % 7;
+                    const double alpha = polar::Opaque<Pixel> ? full : i % 2 * full;
+                    put<Pixel, Component>(input.at(i, 0), {Component(red), Component(i % 5),
+                                                           Component(i % 3), Component(alpha)});
+                }
                 const Circle circle{{32, 32}, {32, 32}, 0, 0.625 + rounding * 0x1p-53, 1.0, false};
                 const Geometry geometry = polar::around(
                     {Mapping::wrap, circle, source, source, {width, 20}, 0, 0, place});
@@ -269,11 +287,15 @@ TEST(Plan, LeavesOpenWhatTheArctangentDecides) {
                         auto& to = set == sets.front() ? whole : output;
                         TestPlan(geometry, input, to, variant & 1, *set).plan.render(0, 65);
                         EXPECT_TRUE(set == sets.front() || output == whole)
-                            << set->name << " " << Buffer::name << " " << width << " " << rounding;
+                            << set->name << " " << Buffer::bitmapType << " " << width << " "
+                            << rounding;
                     }
                 }
                 arctangentShift = 0;
-            });
+            };
+            forEachFormat(compareSets);
+            forEachFormat(compareSets, polar::OpaqueFormats{});
+        }
 }
 
 // Means as near to a tie as some hundred tries come, each of pixels of its own.
