@@ -151,10 +151,10 @@ typedef struct polar_options {
  * nothing. `options` null means all defaults. On every status but POLAR_OK and POLAR_CANCELLED
  * the output is as it was.
  *
- * Memory: two doubles for each output column. Grey, RGB, opaque and, unless sampling is
- * POLAR_NEAREST, premultiplied images are converted: that takes a copy of the source in RGBA of the
- * same depth (of floats where colour is premultiplied), and some rows of the output for each
- * thread. */
+ * Memory: two doubles for each output column. Opaque RGBA, all that is opaque where sampling is
+ * POLAR_AREA, and premultiplied images unless it is POLAR_NEAREST are converted: that takes a copy
+ * of the source in RGBA of the same depth (of floats where colour is premultiplied), and some rows
+ * of the output for each thread. */
 POLAR_API int polar_render(const polar_image* input, const polar_image* output,
                            const polar_options* options);
 

@@ -273,7 +273,7 @@ TEST(Plan, LeavesOpenWhatTheArctangentDecides) {
                 using Component = typename Pixel::Component;
                 const double full = Pixel::maxValue;
                 for (QzLong i = 0; i < width * 20; ++i) {
-                    const double red = polar::Opaque<Pixel> ? i / 2 % 2 * full : i % 7;
+                    const double red = polar::Opaque<Pixel> ? i % width / 2 % 2 * full : i % 7;
                     const double alpha = polar::Opaque<Pixel> ? full : i % 2 * full;
                     put<Pixel, Component>(input.at(i, 0), {Component(red), Component(i % 5),
                                                            Component(i % 3), Component(alpha)});
@@ -301,8 +301,11 @@ TEST(Plan, LeavesOpenWhatTheArctangentDecides) {
 // Means as near to a tie as some hundred tries come, each of pixels of its own.
 template <class Buffer>
 void compareTies(unsigned seed) {
-    constexpr int side = 128, size = 960, tries = 300;
-    constexpr QzLong largest = Buffer::Pixel::maxValue;
+    using Pixel = typename Buffer::Pixel;
+    using Component = typename Pixel::Component;
+    constexpr bool isFloat = std::is_same_v<Component, float>;
+    constexpr int side = 128, size = 960, tries = isFloat ? 1 : 300;
+    constexpr auto largest = static_cast<QzLong>(isFloat ? 1 << 20 : Pixel::maxValue);
     const QzRect source{0, 0, size, size}, place{0, 0, side, side - 32};
     const Geometry geometry = polar::around({Mapping::unwrap,
                                              polar::inscribed({size, size}),
@@ -327,7 +330,8 @@ void compareTies(unsigned seed) {
         const double weights[] = {(1 - fx) * (1 - fy), fx * (1 - fy), (1 - fx) * fy, fx * fy};
         QzLong alphas[4], colours[3][4] = {};
         double total = 0;
-        for (int i = 0; i < 4; ++i) total += weights[i] * (alphas[i] = any());
+        for (int i = 0; i < 4; ++i)
+            total += weights[i] * (alphas[i] = polar::Opaque<Pixel> ? largest : any());
         for (auto& best : colours)
             for (double nearest = 1, i = 0; i < tries; ++i) {
                 QzLong tried[4];
@@ -338,17 +342,23 @@ void compareTies(unsigned seed) {
                 nearest = std::abs(mean - std::round(mean));
                 std::ranges::copy(tried, best);
             }
-        for (int i = 0; i < 4; ++i) {
-            using Component = typename Buffer::Pixel::Component;
-            input.at(QzLong(x) + i % 2, QzLong(y) + i / 2)
-                .store({Component(colours[0][i]), Component(colours[1][i]),
-                        Component(colours[2][i]), Component(alphas[i])});
+        for (int i = 0; i < 4; ++i)
+            put<Pixel, Component>(input.at(QzLong(x) + i % 2, QzLong(y) + i / 2),
+                                  {Component(colours[0][i]), Component(colours[1][i]),
+                                   Component(colours[2][i]), Component(alphas[i])});
+        if constexpr (isFloat) {
+            // The last of the four takes the mean to a tie, as far as its own roundings go.
+            double sum = 0;
+            for (int i = 0; i < 3; ++i) sum += weights[i] * double(colours[0][i]);
+            const double below = float(sum), unit = std::exp2(std::ilogb(below) - 24);
+            const auto last = Component((below + (below > sum ? 1 : 3) * unit - sum) / weights[3]);
+            put<Pixel, Component>(input.at(QzLong(x) + 1, QzLong(y) + 1), {last, last, last, 1});
         }
     }
     test.plan.render(0, side - 32);
     for (const InstructionSet* const set : batched) {
         TestPlan(geometry, input, output, 0, *set).plan.render(0, side - 32);
-        EXPECT_TRUE(output == whole) << set->name << " " << Buffer::name << " " << seed;
+        EXPECT_TRUE(output == whole) << set->name << " " << Buffer::bitmapType << " " << seed;
     }
 }
 
@@ -357,6 +367,10 @@ TEST(Plan, LeavesOpenWhatRoundingsDecide) {
     compareTies<QzBufferRGBA8>(1);
     // One of the three seeds below 60 that tell a sixth of the margin from all of it.
     compareTies<QzBufferRGBA10>(7);
+    const auto opaque = []<class Buffer>() {
+        if constexpr (Buffer::Pixel::componentBits != 16) compareTies<Buffer>(1);
+    };
+    forEachFormat(opaque, polar::OpaqueFormats{});
 }
 
 // Just right of a power of two, where rounding moves positions by nearly as much as bounds allow
@@ -389,14 +403,14 @@ void compareFarOut(unsigned seed, double part) {
             const double some = static_cast<double>(random() % 65536) / 0x1p21;
             return Component(most * (isLarge ? 1 - some : some));
         };
-        input.at(bounds.x + i % 5, bounds.y + i / 5)
-            .store({any(isMiddle), any(!isMiddle), any(!isMiddle),
-                    Component(isMiddle ? most * part : most)});
+        put<typename Buffer::Pixel, Component>(input.at(bounds.x + i % 5, bounds.y + i / 5),
+                                               {any(isMiddle), any(!isMiddle), any(!isMiddle),
+                                                Component(isMiddle ? most * part : most)});
     }
     TestPlan(geometry, input, whole, 0, polar::plainPath).plan.render(0, side);
     for (const InstructionSet* const set : batched) {
         const auto redone = TestPlan(geometry, input, output, 0, *set).plan.render(0, side);
-        EXPECT_TRUE(output == whole) << set->name << " " << Buffer::name << " " << seed;
+        EXPECT_TRUE(output == whole) << set->name << " " << Buffer::bitmapType << " " << seed;
         if (isFloat || part > 0.1) {
             EXPECT_LT(redone, side * side * 2 / 3) << "most are decided in batches";
         }
@@ -412,6 +426,10 @@ TEST(Plan, LeavesOpenWhatRoundedPositionsDecide) {
         compareFarOut<QzBufferRGBA12>(seed, part);
         compareFarOut<QzBufferRGBA16>(seed, part);
         compareFarOut<QzBufferRGBAFloat>(seed, part);
+        const auto opaque = [&]<class Buffer>() {
+            if constexpr (Buffer::Pixel::componentBits > 8) compareFarOut<Buffer>(seed, part);
+        };
+        forEachFormat(opaque, polar::OpaqueFormats{});
     }
     arctangentShift = 0;
 }
