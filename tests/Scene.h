@@ -172,7 +172,7 @@ struct Scene : Request {
         const float special[] = {-0.0f, -1.5f, 1e38f, 1e-45f, INFINITY, zero * INFINITY};
         const auto component = [&] {
             if (isFloat && colours == 4 && upTo(20) == 0) return Component(special[upTo(6)]);
-            const double parts[] = {1.0 * upTo(2), 0.0 - 0.0 * upTo(2), upTo(65536) / 65535.0};
+            const double parts[] = {1.0 * upTo(2), upTo(2) ? 0.0 : -0.0, upTo(65536) / 65535.0};
             return Component(largest * parts[std::min<QzLong>(colours, 2)]);
         };
         const std::int64_t eighth = (source.width - std::int64_t{1}) / 8;
