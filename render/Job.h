@@ -35,8 +35,8 @@ struct Job {
     Background background;    // of opaque formats
     unsigned char empty[16];  // a pixel, as it is written where nothing is seen
 
-    // The rest is for batches alone. The columns and rows that count as image, at least three
-    // and two, both ends included; whole numbers, as positions are compared with them.
+    // The rest is for batches alone. The columns and rows that count as image, at least two of
+    // each, both ends included; whole numbers, as positions are compared with them.
     double left, top, lastColumn, lastRow;
 
     // Whether pixels are fetched ahead, and written past the caches: where the memory that the rows

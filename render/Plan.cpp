@@ -129,8 +129,8 @@ bool isForBatches(const Geometry& geometry) {
             (bounds.x == geometry.originX && bounds.width == geometry.scaleX));
 }
 
-// What the batches want to know beside the geometry. Whether they can do the job: they read up to
-// three columns and two rows at a time, and compute offsets in doubles.
+// What the batches want to know beside the geometry. Whether they can do the job: they read four
+// pixels at a time, and compute offsets in doubles.
 bool prepareBatches(Job& job) {
     job.hasBatches = isForBatches(job.geometry);
     if (!job.hasBatches && job.sampling != Sampling::area) return false;
@@ -142,7 +142,7 @@ bool prepareBatches(Job& job) {
     findSizes(job, true);
     const double end = (job.lastRow + 1) * std::abs(static_cast<double>(job.input.rowBytes)) +
                        (job.lastColumn + 1) * sizeof(QzBufferRGBAFloat::Pixel);
-    return job.left + 1 < job.lastColumn && job.top < job.lastRow && end < 0x1p50;
+    return job.left < job.lastColumn && job.top < job.lastRow && end < 0x1p50;
 }
 
 // The angle, half a turn added and so below 8; its fraction of a turn, in which a whole one is off

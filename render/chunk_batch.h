@@ -192,13 +192,14 @@ class Renderer {
     }
 
     [[gnu::noinline]] void mix(const Chunk& chunk) {
-        if (chunk.place == Place::outside)
+        if (chunk.place == Place::outside) {
             for (int j = 0; j < chunk.height; ++j)
                 clear(chunk.out + j * job_.output.rowBytes, chunk.width);
-        else if (Sampler::hasRim && chunk.place == Place::anywhere)
-            mixRows<true>(chunk);
-        else
-            mixRows<false>(chunk);
+            return;
+        }
+        if constexpr (Sampler::hasRim)
+            if (chunk.place == Place::anywhere) return mixRows<true>(chunk);
+        mixRows<false>(chunk);
     }
 
     template <bool isRim>

@@ -25,11 +25,12 @@ struct ColourPair {
     return reinterpret_cast<const unsigned char*>(address);  // NOLINT(performance-no-int-to-ptr)
 }
 
-// The 8 bytes at each of `addresses[order(i)] + offset`.
+// The bytes of a word at each of `addresses[order(i)] + offset`.
 template <class Words, class Order, std::size_t... i>
 [[gnu::always_inline]] inline Words gathered(const std::uint64_t* addresses, std::int64_t offset,
                                              Order order, std::index_sequence<i...>) {
-    return Words{load<std::uint64_t>(bytesAt(addresses[order(i)]) + offset)...};
+    using Word = std::remove_cvref_t<decltype(Words{}[0])>;
+    return Words{load<Word>(bytesAt(addresses[order(i)]) + offset)...};
 }
 template <class Words, class Order>
 [[gnu::always_inline]] inline Words gather(const std::uint64_t* addresses, std::int64_t offset,

@@ -198,7 +198,6 @@ class Bilinear {
         : mean_(job),
           bounds_(job),
           addresses_(job, sizeof(Pixel)),
-          endOfPairs_(job.lastColumn - columnsBeyond),
           isTurned_(mapping == Mapping::unwrap || job.isTurned) {}
 
     template <bool isInside, class Spots>
@@ -213,16 +212,14 @@ class Bilinear {
         }
         if constexpr (!isInside) {
             const auto inside = (row >= bounds_.top) & (row < bounds_.lastRow) &
-                                (column >= bounds_.left) & (column < endOfPairs_);
+                                (column >= bounds_.left) & (column < bounds_.lastColumn);
             if (bitsOf<Lanes>(inside) != (1u << Lanes::count) - 1) {
                 found.outside = outside(at);
                 found.open |= ~bitsOf<Lanes>(Spots::hasRests ? isNear(column, row) : inside);
-                if constexpr (columnsBeyond > 0)
-                    found.open |= bitsOf<Lanes>(column >= endOfPairs_);
-                else if constexpr (mapping == Mapping::wrap && Spots::hasRests)
+                if constexpr (mapping == Mapping::wrap && Spots::hasRests)
                     if (bounds_.isCyclic) [[unlikely]]  // the first column is no neighbour here
                         found.open |= bitsOf<Lanes>(column >= bounds_.lastColumn);
-                x.keepIn(bounds_.left, endOfPairs_);
+                x.keepIn(bounds_.left, bounds_.lastColumn);
                 y.keepIn(bounds_.top, bounds_.lastRow);
             }
         }
@@ -279,7 +276,6 @@ class Bilinear {
     Mean mean_;
     Bounds bounds_;
     Addresses<Lanes> addresses_;
-    double endOfPairs_;  // the column after the last one at which pairs can be read
     bool isTurned_;
 };
 
