@@ -17,7 +17,7 @@ void loadOpaque(const void* from, std::size_t count, void* to) {
     auto* out = static_cast<Sampled*>(to);
     for (std::size_t i = 0; i < count; ++i) {
         auto components = static_cast<Sampled>(in[i]).load();
-        components.a = static_cast<typename Sampled::Component>(unit<Sampled>);
+        components.a = static_cast<typename Sampled::Component>(one<Sampled>);
         out[i].store(components);
     }
 }
@@ -47,9 +47,9 @@ void loadPremultiplied(const void* from, std::size_t count, void* to) {
     auto* out = static_cast<FloatPixel*>(to);
     for (std::size_t i = 0; i < count; ++i) {
         const auto components = in[i].load();
-        const double alpha = components.a / unit<Pixel>;
+        const double alpha = components.a / one<Pixel>;
         const auto straight = [=](auto component) {
-            return alpha == 0 ? 0.0F : static_cast<float>(component / unit<Pixel> / alpha);
+            return alpha == 0 ? 0.0F : static_cast<float>(component / one<Pixel> / alpha);
         };
         out[i].store({straight(components.r), straight(components.g), straight(components.b),
                       static_cast<float>(alpha)});

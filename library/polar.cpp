@@ -119,7 +119,7 @@ class Call {
         const auto width = static_cast<std::size_t>(out_.size.width);
         const auto doubles = std::make_unique_for_overwrite<double[]>(2 * width);
         const Tables tables{doubles.get(), doubles.get() + width};
-        const bool isDone = conversion_ == nullptr ? renderStraight(geometry, tables)
+        const bool isDone = conversion_ == nullptr ? renderInPlace(geometry, tables)
                                                    : renderConverted(geometry, tables);
         return isDone ? POLAR_OK : POLAR_CANCELLED;
     }
@@ -158,8 +158,8 @@ class Call {
         return y == fromEnd;
     }
 
-    // A pixel that is copied may stay as it is, whatever its alpha says; and the core samples
-    // points of pixels without alpha.
+    // A pixel that is copied may stay as it is, whatever its alpha says; and the core takes pixels
+    // without alpha as they are, unless areas are sampled.
     void chooseConversion() {
         if (getsAlpha())
             conversion_ = &in_.client->opaqueToStraight;
@@ -211,7 +211,7 @@ class Call {
                              std::int64_t{out_.size.width} * out_.size.height);
     }
 
-    bool renderStraight(const Geometry& geometry, const Tables& tables) const {
+    bool renderInPlace(const Geometry& geometry, const Tables& tables) const {
         const Plan plan(in_.client->format, geometry, in_.image, out_.image, sampling_, tables,
                         instructions_, background_);
         return runBands(threads_, out_.size.height, threads(), progress_,

@@ -58,6 +58,9 @@ struct Job {
     // `out`, as the plain path does.
     void (*renderPixel)(const Job& job, double v, QzLong column, double offset, void* out);
 
+    // Opaque formats: writes to `out` what four components, red to alpha, leave of the background.
+    void (*storeOver)(const Job& job, const void* components, void* out);
+
     // Area sampling: whether batches may sample bilinearly what it leaves to that; and renders one
     // such pixel of the output, in any geometry, as the plain path does.
     bool hasBatches;

@@ -15,7 +15,7 @@ namespace polar {
 
 // What stands for 1.0 in a component.
 template <class Pixel>
-constexpr double unit = std::integral<typename Pixel::Component> ? Pixel::maxValue : 1.0;
+constexpr double one = std::integral<typename Pixel::Component> ? Pixel::maxValue : 1.0;
 
 // The component that is nearest to a value, 1.0 being the largest integer.
 template <class Pixel>
@@ -23,7 +23,7 @@ typename Pixel::Component quantize(double value) {
     if constexpr (std::integral<typename Pixel::Component>) {
         if (!(value > 0)) return 0;  // what is not a number, too
         return static_cast<typename Pixel::Component>(
-            roundToLong(std::min(value * unit<Pixel>, unit<Pixel>)));
+            roundToLong(std::min(value * one<Pixel>, one<Pixel>)));
     } else {
         return static_cast<typename Pixel::Component>(value);
     }
@@ -36,11 +36,11 @@ using Background = std::array<float, 3>;
 template <class Pixel>
 typename Pixel::Components over(typename Pixel::Components components,
                                 const Background& background) {
-    constexpr auto full = static_cast<typename Pixel::Component>(unit<Pixel>);
+    constexpr auto full = static_cast<typename Pixel::Component>(one<Pixel>);
     if (components.a == full) return components;
-    const double alpha = components.a / unit<Pixel>;
+    const double alpha = components.a / one<Pixel>;
     const auto mixed = [&](auto component, float behind) {
-        return quantize<Pixel>(component / unit<Pixel> * alpha + behind * (1.0 - alpha));
+        return quantize<Pixel>(component / one<Pixel> * alpha + behind * (1.0 - alpha));
     };
     return {mixed(components.r, background[0]), mixed(components.g, background[1]),
             mixed(components.b, background[2]), full};
@@ -62,7 +62,7 @@ struct OpaquePixel {
     operator Sampled() const {
         Sampled pixel;
         pixel.store(
-            {at(0), at(channels / 2), at(channels - 1), static_cast<Component>(unit<Sampled>)});
+            {at(0), at(channels / 2), at(channels - 1), static_cast<Component>(one<Sampled>)});
         return pixel;
     }
 
@@ -92,7 +92,8 @@ template <unsigned code, class Buffer, std::uint32_t channels>
 using OpaqueBuffer =
     QzBuffer<static_cast<QzBitmapType>(code), OpaquePixel<typename Buffer::Pixel, channels>>;
 
-// Formats that no host has; their codes follow those of bitmaps, with a gap.
+// Formats without alpha, which the module's host does not have; their codes follow those of its
+// bitmaps, with a gap.
 using OpaqueFormats =
     QzTypeList<OpaqueBuffer<16, QzBufferRGBA8, 1>, OpaqueBuffer<17, QzBufferRGBA16, 1>,
                OpaqueBuffer<18, QzBufferRGBAFloat, 1>, OpaqueBuffer<19, QzBufferRGBA8, 3>,

@@ -72,6 +72,13 @@ void renderPixel(const Job& job, double v, QzLong column, double offset, void* o
                 static_cast<typename Buffer::Pixel*>(out), job.sampling == Sampling::bilinear);
 }
 
+template <class Pixel>
+void storeOver(const Job& job, const void* components, void* out) {
+    typename Pixel::Sampled sampled;
+    std::memcpy(&sampled, components, sizeof sampled);
+    static_cast<Pixel*>(out)->store(sampled, job.background);
+}
+
 template <class Buffer, class Map>
 void renderBilinear(const Job& job, double v, QzLong column, QzLong row, double offset) {
     const Geometry& geometry = job.geometry;
@@ -102,7 +109,7 @@ bool areRowsIndependent(const Job& job, std::int64_t pixelBytes) {
 
 // Measured: from which sizes on it pays to fetch ahead and to write past the caches. What is redone
 // is written twice, and then it does not; nor where blocks of pixels or rows share lines of the
-// caches.
+// caches. Pixels without alpha are never written past them.
 void findSizes(Job& job, bool mayStream) {
     const auto bytes = [](double rows, const Image& image) {
         return rows * std::abs(static_cast<double>(image.rowBytes));
@@ -187,6 +194,7 @@ Plan::Plan(unsigned format, const Geometry& geometry, const Image& input, const 
                 Pixel empty;
                 empty.store({}, background);
                 std::memcpy(job_.empty, &empty, sizeof empty);
+                job_.storeOver = storeOver<Pixel>;
             }
             rowsIndependent_ = areRowsIndependent(job_, sizeof(Pixel));
             job_.renderPixel = renderPixel<Buffer, Map>;

@@ -10,10 +10,10 @@ class Plan {
   public:
     // Fills the tables, `geometry.region.width` doubles in each; images and tables are the
     // caller's, and stay as they are and where they are as long as the plan is used. Both images
-    // have the format with that code, a QzBitmapType or one of OpaqueFormats, which area sampling
-    // does not know; where these show nothing, they show `background`. Of a region without pixels
-    // nothing is touched, tables included. The result does not depend on the instruction set, which
-    // this processor must have.
+    // have the format with that code, a QzBitmapType or, unless areas are sampled, one of
+    // OpaqueFormats; where pixels without alpha show nothing, they show `background`. Of a region
+    // without pixels nothing is touched, tables included. The result does not depend on the
+    // instruction set, which this processor must have.
     Plan(unsigned format, const Geometry& geometry, const Image& input, const Image& output,
          Sampling sampling, const Tables& tables,
          const InstructionSet& instructions = bestInstructionSet(),

@@ -46,22 +46,30 @@ struct Spots {
     }
 };
 
+// What means say of themselves, unless they say otherwise.
+struct AnyMean {
+    // How many columns mix() may read beyond a pair.
+    static constexpr int columnsBeyond = 0;
+    // Whether mixRim() mixes what is not in a chunk inside, and reads nothing beyond.
+    static constexpr bool hasRim = false;
+    // Whether their bounds hold from one pair of neighbours to the next; otherwise columns that may
+    // lie on either side of a pixel are left open.
+    static constexpr bool isContinuous = false;
+};
+
 // Integers. Any order of operations will do, in doubles or floats, where it can be shown that what
 // is stored is the same.
 //
 // Pixels that are missing are transparent: they weigh nothing. Unwrapping, they are few.
 template <class Lanes, class Pixel, Mapping mapping, class Real,
           class Format = IntegerPixels<Lanes, Pixel, Real>>
-class IntegerMean {
+class IntegerMean : public AnyMean {
     using Target = typename Lanes::Target;
     using Reals = typename Format::Reals;
     static constexpr bool isSingle = std::is_same_v<Real, float>;
 
   public:
     static constexpr int count = Format::count;
-    static constexpr int columnsBeyond = 0;  // a pair's last one that may be read
-    static constexpr bool hasRim = false;  // whether chunks that are not inside are mixed by mixRim
-    // Whether it is near enough from one pair of neighbours to the next as well.
     static constexpr bool isContinuous = true;
     template <int pixels>
     using Spots =
@@ -81,8 +89,8 @@ class IntegerMean {
     // their quotient by 2u: together 10uC; 12uC leaves room for squares of u. Alpha is off by 6uC.
     // The plain path's weights are off by job.weightError in sum, roundings in its means included,
     // which moves a mean by at most that times C^2 / total alpha: no more than `slack` where that
-    // alpha is leastAlpha_. What is compared with ties rounds by another half of its unit, 2u or
-    // more times C + 1. A result nearer to a tie than all that, `distance`, is left open.
+    // alpha is leastAlpha_. The sum that is compared with ties has the unit 2u(C + 1), and rounds
+    // by half of it. A result nearer to a tie than all that, `distance`, is left open.
     template <class Spots>
     [[gnu::always_inline]] unsigned mix(const Spots& spots, int at, unsigned char* out,
                                         bool /*isStreamed*/) const {
@@ -148,7 +156,7 @@ class IntegerMean {
 // Floats: the plain path's operations in its order. Wrapping, pixels whose column decides what is
 // stored are left open.
 template <class Lanes, Mapping mapping>
-class FloatMean {
+class FloatMean : public AnyMean {
     using Target = typename Lanes::Target;
     using Format = FloatPixels<Lanes>;
     using Doubles = typename Lanes::Doubles;
@@ -159,8 +167,6 @@ class FloatMean {
 
   public:
     static constexpr int count = Format::count;
-    static constexpr int columnsBeyond = 0;
-    static constexpr bool hasRim = false, isContinuous = false;
     template <int pixels>
     using Spots = polar::Spots<double, pixels, Rests::none>;
 

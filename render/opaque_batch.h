@@ -156,7 +156,6 @@ struct OpaquePixels<Lanes, unsigned short, 3> {
 template <class Lanes>
 struct OpaquePixels<Lanes, float, 1> {
     static constexpr int count = Lanes::count;
-    static constexpr int columnsBeyond = 0;
     using Floats = Vector<float, count>;
 
     [[gnu::always_inline]] static ColourPair<Floats> loadPair(const std::uint64_t* addresses,
@@ -180,7 +179,6 @@ struct OpaquePixels<Lanes, float, 1> {
 template <class Lanes>
 struct OpaquePixels<Lanes, float, 3> {
     static constexpr int count = Lanes::count;
-    static constexpr int columnsBeyond = 0;
     using Floats = Vector<float, count>;
 
     // Sixteen bytes are a pixel and the red of the next one, or the blue of a pixel and the next.
@@ -201,7 +199,8 @@ struct OpaquePixels<Lanes, float, 3> {
 
 // Means -------------------------------------------------------------------------------------------
 
-// Between two pixels beside each other, then between those above and below; `offset` added.
+// Between two pixels beside each other, then between those above and below; `offset` added, which
+// as a constant 0 must not cost an addition.
 template <class Target, class Reals, class Real>
 [[gnu::always_inline]] inline Reals mean(Reals fx, Reals fy, Reals p00, Reals p10, Reals p01,
                                          Reals p11, Real offset) {
@@ -213,7 +212,6 @@ template <class Target, class Reals, class Real>
 // Pixels as those with alpha that they are sampled as, full in all that are there.
 template <class Lanes, class Pixel>
 class RimPixels {
-    using Sampled = typename Pixel::Sampled;
     using Component = typename Pixel::Component;
     using Own = OpaquePixels<Lanes, Component, Pixel::channels>;
 
@@ -221,7 +219,7 @@ class RimPixels {
     using Reals = typename Own::Reals;
     static constexpr int count = Own::count;
 
-    explicit RimPixels(const Job& job) : background_(job.background) {}
+    explicit RimPixels(const Job& job) : job_(&job) {}
 
     static constexpr double scale(int) { return 1; }
     [[gnu::always_inline]] static ColourPair<Reals> loadPair(const std::uint64_t* addresses,
@@ -259,17 +257,15 @@ class RimPixels {
     [[gnu::noinline]] void storeOver(unsigned char* out, const Colours<Reals>& c) const {
         const auto r = integers<fraction>(c.r), g = integers<fraction>(c.g);
         const auto b = integers<fraction>(c.b), a = integers<fraction>(c.a);
-        const auto component = [](auto value) { return static_cast<Component>(value); };
         for (int i = 0; i < count; ++i, out += sizeof(Pixel)) {
-            Sampled sampled;
-            sampled.store({component(r[i]), component(g[i]), component(b[i]), component(a[i])});
-            Pixel pixel;
-            pixel.store(sampled, background_);
-            std::memcpy(out, &pixel, sizeof pixel);
+            const Component components[] = {
+                static_cast<Component>(r[i]), static_cast<Component>(g[i]),
+                static_cast<Component>(b[i]), static_cast<Component>(a[i])};
+            job_->storeOver(*job_, components, out);
         }
     }
 
-    Background background_;
+    const Job* job_;
 };
 
 // Integers, all four of them there; beside the rim, where they may be missing, they are mixed as
@@ -277,13 +273,13 @@ class RimPixels {
 //
 // Let u be the unit of a rounding and C the largest component. Differences of pixels are exact. A
 // mean of two is off by uC for its fraction's rounding and by uC for its own; the mean of those
-// inherits that, and is off by another 3uC for its fraction's, its difference's and its own
-// rounding: together 5uC; 6uC leaves room for squares of u. The plain path's weights are off by
+// inherits that, and is off by another 2uC for its fraction's and its difference's rounding:
+// together 4uC; 6uC leaves room for squares of u. The plain path's weights are off by
 // job.weightError in sum, which moves a mean by no more than that times C. What is compared with
 // ties rounds twice by half of its unit. A result nearer to a tie than all that, `distance`, is
 // left open.
 template <class Lanes, class Pixel, Mapping mapping>
-class OpaqueIntegerMean {
+class OpaqueIntegerMean : public AnyMean {
     using Format = OpaquePixels<Lanes, typename Pixel::Component, Pixel::channels>;
     using Reals = typename Format::Reals;
     using Real = std::remove_cvref_t<decltype(Reals{}[0])>;
@@ -353,7 +349,7 @@ class OpaqueIntegerMean {
 // roundings of both. Rounding to what is stored is monotone: where both ends are stored alike, so
 // is all between them.
 template <class Lanes, class Pixel>
-class OpaqueFloatMean {
+class OpaqueFloatMean : public AnyMean {
     using Format = OpaquePixels<Lanes, float, Pixel::channels>;
     using Doubles = typename Lanes::Doubles;
     using Floats = typename Format::Floats;
@@ -361,8 +357,6 @@ class OpaqueFloatMean {
 
   public:
     static constexpr int count = Format::count;
-    static constexpr int columnsBeyond = Format::columnsBeyond;
-    static constexpr bool hasRim = false, isContinuous = false;
     template <int pixels>
     using Spots = polar::Spots<double, pixels, Rests::none>;
 

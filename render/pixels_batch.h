@@ -108,9 +108,10 @@ struct Rounding {
     static constexpr int fraction = (sizeof(Real) == 4 ? 23 : 52) - bits;
     static constexpr Real offset = static_cast<Real>((std::uint64_t{1} << bits) + 0.5);
 
-    // Whether sums are at least so far from a tie, a power of two of units.
+    // Whether sums are at least so many units from a tie.
     template <std::int64_t distance, class Reals>
     [[gnu::always_inline]] static auto isClear(Reals sum) {
+        static_assert(std::has_single_bit(static_cast<std::uint64_t>(distance)));
         using Mask = decltype(sum < sum);
         using Word = std::remove_cvref_t<decltype(Mask{}[0])>;
         constexpr auto kept = static_cast<Word>((std::int64_t{1} << fraction) - 2 * distance);
@@ -120,8 +121,7 @@ struct Rounding {
 
 // A pixel in a 64-bit word lies at bit `start`, its components at the bits of place(). Two shapes
 // of words have the same interface: vectors of 64 bits, for arithmetic in doubles, and pairs of
-// vectors of 32 bits, for floats, whose lanes are in order where words are gathered as evenFirst
-// says.
+// vectors of 32 bits, for floats, whose lanes are in order where gatherHalves() has read them.
 template <class PixelType>
 struct Layout {
     using Pixel = PixelType;

@@ -261,13 +261,37 @@ TEST(Library, SaysWhenMemoryIsOut) {
     EXPECT_EQ(image.row(0)[4], 0xA5);
 }
 
+// Some are rendered as they lie, others as RGBA.
+TEST(Library, RendersOpaquePicturesAlike) {
+    polar_options options{};
+    std::copy_n(std::array{1.0f, 0.5f, 0.25f}.begin(), 3, options.background);
+    for (const int sampling : {POLAR_BILINEAR, POLAR_NEAREST, POLAR_AREA})
+        for (const int direction : {POLAR_UNWRAP, POLAR_WRAP}) {
+            TestImage input(POLAR_RGB8, 90, 70), output(POLAR_RGB8, 90, 70);
+            TestImage wide(POLAR_RGBA8, 90, 70, POLAR_OPAQUE), wideOutput(wide.image);
+            input.fill(3);
+            for (int y = 0; y < 70; ++y)
+                for (int x = 0; x < 90; ++x)
+                    std::memcpy(wide.row(y) + 4 * x, input.row(y) + 3 * x, 3);
+            options.sampling = sampling;
+            options.direction = direction;
+            ASSERT_EQ(polar_render(&input.image, &output.image, &options), POLAR_OK);
+            ASSERT_EQ(polar_render(&wide.image, &wideOutput.image, &options), POLAR_OK);
+            for (int y = 0; y < 70; ++y)
+                for (int x = 0; x < 90; ++x)
+                    ASSERT_EQ(std::memcmp(wideOutput.row(y) + 4 * x, output.row(y) + 3 * x, 3), 0)
+                        << sampling << " " << direction << " " << x << "," << y;
+        }
+}
+
 TEST(Library, AnyCallIsRefusedOrRenders) {
     for (unsigned seed = 0; seed < 2000; ++seed)
         ASSERT_NO_THROW(anyCall(randomBytes(seed, 120))) << seed;
 }
 
 TEST(Library, TellsProgressAndCanBeCancelled) {
-    TestImage input(POLAR_RGB8, 600, 600), output(POLAR_RGB8, 600, 600);
+    // One that is converted.
+    TestImage input(POLAR_RGBA8, 600, 600, POLAR_OPAQUE), output(input.image);
     input.fill(1);
     struct Told {
         double last = 0, stopAt = 2;

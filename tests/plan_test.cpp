@@ -131,7 +131,7 @@ void compareOpaque(Draw& draw, Scene<WithAlpha>& scene, const Geometry& geometry
     for (std::int64_t y = from.y; y < std::int64_t{from.y} + from.height; ++y)
         for (std::int64_t x = from.x; x < std::int64_t{from.x} + from.width; ++x) {
             auto components = scene.input.at(x, y).load();
-            components.a = polar::unit<typename WithAlpha::Pixel>;
+            components.a = polar::one<typename WithAlpha::Pixel>;
             opaque.at(x, y).store(components);
             input.at(x, y).store(opaque.at(x, y), {});
             opaque.at(x, y) = input.at(x, y);
@@ -438,13 +438,16 @@ TEST(Plan, LeavesOpenWhatRoundedPositionsDecide) {
 TEST(Plan, GivesTheSameBitsInLargeFrames) {
     if (batched.empty()) GTEST_SKIP() << "this processor has the plain path alone";
     const QzRect all{0, 0, 1088, 1088};
-    forEachFormat([&]<class Buffer>() {
+    const auto compareSets = [&]<class Buffer>() {
+        using Pixel = typename Buffer::Pixel;
         TestBitmap<Buffer> input(all), whole(all), output(all);
         std::minstd_rand random(1);
         for (QzLong i = 0; i < all.width * all.height; ++i) {
-            using Component = typename Buffer::Pixel::Component;
-            const auto any = [&] { return Component(random() & Buffer::Pixel::maxValue); };
-            input.at(i, 0).store({any(), any(), any(), any()});
+            using Component = typename Pixel::Component;
+            const auto any = [&] { return Component(random() & Pixel::maxValue); };
+            put<Pixel, Component>(
+                input.at(i, 0),
+                {any(), any(), any(), polar::Opaque<Pixel> ? Component(Pixel::maxValue) : any()});
         }
         for (const int variant : {0, 1, 2, 3}) {
             const auto geometry =
@@ -452,10 +455,13 @@ TEST(Plan, GivesTheSameBitsInLargeFrames) {
             TestPlan(geometry, input, whole, variant & 1, polar::plainPath).plan.render(0, 1088);
             for (const InstructionSet* const set : batched) {
                 TestPlan(geometry, input, output, variant & 1, *set).plan.render(0, 1088);
-                EXPECT_TRUE(output == whole) << set->name << " " << Buffer::name << " " << variant;
+                EXPECT_TRUE(output == whole)
+                    << set->name << " " << Buffer::bitmapType << " " << variant;
             }
         }
-    });
+    };
+    forEachFormat(compareSets);
+    forEachFormat(compareSets, polar::OpaqueFormats{});
 }
 
 TEST(Plan, KnowsHowFarItsArctangentIsOff) {

@@ -1,8 +1,9 @@
 # Fails where code for wider instruction sets can be reached without asking the processor: such
 # instructions belong into the units of the batches alone, and there not into functions that the
-# linker may take for those of other units. OBJECTS are the engine's, OBJDUMP is the target's.
+# linker may take for those of other units, narrow ones in the new encoding included. OBJECTS are the engine's, OBJDUMP is the target's.
 set(search "/^Disassembly/ { shared = !batches || $4 ~ /^\\.text\\._Z/ }
-    /%[yz]mm/ { wide = 1; if (shared) print }
+    /%[yz]mm/ { wide = 1 }
+    shared && (/%[yz]mm/ || (batches && /\\tv[a-z]/)) { print }
     END { if (batches && !wide) print \"no wide code\" }")
 foreach(object IN LISTS OBJECTS)
     string(REGEX MATCH "batch_avx" batches "${object}")
