@@ -91,9 +91,9 @@ struct OpaquePixels<Lanes, unsigned char, 3> {
         const Bytes pixels =
             shuffle<0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 3, 7, 11, 15>(spread, spread);
         // What is written beyond four pixels is the next ones'.
-        for (int i = 0; i < count; i += 4, out += 12)
-            std::memcpy(out, reinterpret_cast<const unsigned char*>(&pixels) + 4 * i,
-                        i + 4 < count ? 16 : 12);
+        const auto* from = reinterpret_cast<const unsigned char*>(&pixels);
+        for (int i = 0; i < count; i += 4, from += 16, out += 12)
+            std::memcpy(out, from, i + 4 < count ? 16 : 12);
     }
 };
 
@@ -192,8 +192,9 @@ struct OpaquePixels<Lanes, float, 3> {
     [[gnu::always_inline]] static void store(unsigned char* out, const Colours<Floats>& c) {
         alignas(16) unsigned char pixels[16 * count];
         FloatPixels<Lanes>::store(pixels, {c.r, c.g, c.b}, false);
-        for (int i = 0; i < count; ++i)
-            std::memcpy(out + 12 * i, pixels + 16 * i, i < count - 1 ? 16 : 12);
+        const unsigned char* from = pixels;
+        for (int i = 0; i < count; ++i, from += 16, out += 12)
+            std::memcpy(out, from, i < count - 1 ? 16 : 12);
     }
 };
 
