@@ -350,7 +350,7 @@ void compareTies(unsigned seed) {
             // The last of the four takes the mean to a tie, as far as its own roundings go.
             double sum = 0;
             for (int i = 0; i < 3; ++i) sum += weights[i] * double(colours[0][i]);
-            const double below = float(sum), unit = std::exp2(std::ilogb(below) - 24);
+            const double below = float(sum), unit = std::exp2(std::logb(below) - 24);
             const auto last = Component((below + (below > sum ? 1 : 3) * unit - sum) / weights[3]);
             put<Pixel, Component>(input.at(QzLong(x) + 1, QzLong(y) + 1), {last, last, last, 1});
         }
